@@ -1,0 +1,1 @@
+// api/business_operation_yc

@@ -1,0 +1,1 @@
+// link/ic_transport

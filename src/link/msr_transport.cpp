@@ -1,0 +1,1 @@
+// link/msr_transport

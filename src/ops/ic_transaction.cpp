@@ -1,0 +1,1 @@
+// ops/ic_transaction

@@ -1,0 +1,1 @@
+// ops/id_transaction

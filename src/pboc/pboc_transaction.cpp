@@ -1,0 +1,1 @@
+// pboc/pboc_transaction

@@ -1,0 +1,43 @@
+#include "support/scratch.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace testing_support
+{
+
+Scratch::Scratch()
+{
+    std::string pattern = (std::filesystem::temp_directory_path() / "vantor-test-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr)
+        throw std::runtime_error("no scratch directory at " + pattern);
+    path = pattern;
+}
+
+Scratch::~Scratch()
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+}
+
+void WriteFile(const std::string &path, const std::string &text)
+{
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    if (!(file << text).flush())
+        throw std::runtime_error("cannot write " + path);
+}
+
+std::string ReadFile(const std::string &path)
+{
+    std::ifstream file(path, std::ios::binary);
+    if (!file)
+        throw std::runtime_error("cannot read " + path);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+} // namespace testing_support

@@ -1,0 +1,40 @@
+// What every virtual card is to the reader: a power-on that gives the ATR, and commands with answers.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+namespace vreader
+{
+
+using Bytes = std::vector<uint8_t>;
+
+struct Card
+{
+    std::string kind;  // "transcript", "pboc"
+    std::string label; // a person's name for it, shown by the control channel
+    Bytes answerToReset;
+    std::function<void()> powerOn;                        // starts a fresh card session
+    std::function<void()> powerOff;
+    std::function<Bytes(const Bytes &command)> transmit;  // response data and SW1 SW2
+    // A remark on the last command for the trace ("not in the recording"); empty when there is none.
+    std::function<std::string()> remark;
+    // Makes the next `count` commands that begin with `prefix` answer `statusWord` (count 0: always).
+    std::function<void(const Bytes &prefix, uint16_t statusWord, unsigned count)> injectStatus;
+};
+
+// Builds a card from its description in a profile; `directory` is where relative file names start.
+// Null and an error text that names the offending key when the description is wrong.
+std::shared_ptr<Card> MakeCard(const nlohmann::json &description, const std::string &directory,
+                               std::string *error);
+
+// "SELECT 1PAY.SYS.DDF01", "READ RECORD 1 SFI 1", "GET PROCESSING OPTIONS": a command for people.
+std::string CommandName(const Bytes &command);
+// "9000 success", "6A82 file not found": a status word for people.
+std::string StatusName(uint16_t statusWord);
+
+} // namespace vreader
