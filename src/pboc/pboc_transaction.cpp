@@ -1,1 +1,248 @@
-// pboc/pboc_transaction
+// The card commands that come before a cryptogram: SELECT, READ RECORD, GET PROCESSING OPTIONS,
+// GET DATA, and the walks over the directory and over the application file locator.
+#include "vantor/pboc.h"
+
+#include <cstring>
+
+#include "pboc/card_exchange.h"
+#include "pboc/tlv.h"
+
+namespace
+{
+
+constexpr int kFailed = -99;
+constexpr int kSpecialStatus = 100;
+constexpr int kLongestData = 255; // Lc is one byte
+constexpr int kLastRecord = 255;  // P1 is one byte
+constexpr int kProfileLength = 2; // the AIP
+
+constexpr Tag kDirectoryFileId = {{0x88}, 1};
+constexpr Tag kApplicationId = {{0x4F}, 1};
+constexpr Tag kFormat1 = {{0x80}, 1};
+constexpr Tag kFormat2 = {{0x77}, 1};
+constexpr Tag kInterchangeProfile = {{0x82}, 1};
+constexpr Tag kFileLocator = {{0x94}, 1};
+
+struct Command
+{
+    uint8_t bytes[512];
+    int length;
+};
+
+struct Response
+{
+    uint8_t bytes[kResponseArea];
+    int32_t length;
+};
+
+// Header, Lc and data; never an Le. False when the data do not fit a command.
+bool MakeCommand(Command *command, const uint8_t (&header)[4], const uint8_t *data, int dataLength)
+{
+    *command = {};
+    if (dataLength < 0 || dataLength > kLongestData || (data == nullptr && dataLength > 0))
+        return false;
+    memcpy(command->bytes, header, sizeof header);
+    command->bytes[4] = static_cast<uint8_t>(dataLength); // Lc
+    if (dataLength > 0)
+        memcpy(command->bytes + 5, data, static_cast<size_t>(dataLength));
+    command->length = 5 + dataLength;
+    return true;
+}
+
+// One exchange that must end in 9000; `response` then has at least its two status bytes.
+int Transmit(DEVCONTEXT *deviceContext, int cardType, Command *command, Response *response)
+{
+    *response = {};
+    const int result = PBOC_IcAPDU(deviceContext, cardType, command->bytes, command->length,
+                                   response->bytes, &response->length);
+    if (result != 0)
+        return result;
+    return StatusWord(response->bytes, response->length) == 0x9000 ? 0 : kFailed;
+}
+
+int DataLength(const Response &response)
+{
+    return response.length - 2;
+}
+
+// SELECT; the whole response, status bytes included, is what the caller gets.
+int Select(DEVCONTEXT *deviceContext, int cardType, uint8_t p1, const uint8_t *data, int dataLength,
+           uint8_t *answer, int32_t *answerLength)
+{
+    Command command;
+    Response response;
+    if (!MakeCommand(&command, {0x00, 0xA4, p1, 0x00}, data, dataLength))
+        return kFailed;
+    const int result = Transmit(deviceContext, cardType, &command, &response);
+    if (result != 0)
+        return result;
+    memcpy(answer, response.bytes, static_cast<size_t>(response.length));
+    *answerLength = response.length;
+    return 0;
+}
+
+// Format 1: the profile and the file locator one behind the other. Format 2: each under its tag.
+int TakeProcessingOptions(const uint8_t *answer, int answerLength, uint8_t *aip, int32_t *aipLength,
+                          uint8_t *afl, int32_t *aflLength)
+{
+    TlvObject object{};
+    if (FindObject(kFormat1, answer, answerLength, &object))
+    {
+        if (object.length < kProfileLength)
+            return kFailed;
+        const uint8_t *value = answer + object.offset;
+        memcpy(aip, value, kProfileLength);
+        *aipLength = kProfileLength;
+        *aflLength = object.length - kProfileLength;
+        memcpy(afl, value + kProfileLength, static_cast<size_t>(*aflLength));
+        return 0;
+    }
+    if (!FindObject(kFormat2, answer, answerLength, &object))
+        return kFailed;
+    const uint8_t *contents = answer + object.offset;
+    const int contentsLength = answerLength - object.offset;
+    if (PBOC_GetTagValue(kInterchangeProfile.bytes, kInterchangeProfile.length, contents,
+                         contentsLength, aip, aipLength) < 0)
+        return kFailed;
+    if (PBOC_GetTagValue(kFileLocator.bytes, kFileLocator.length, contents, contentsLength, afl,
+                         aflLength) < 0)
+    {
+        // A contactless card that gave its cryptogram at once: the caller finds the template here.
+        memcpy(afl, answer, static_cast<size_t>(answerLength));
+        *aflLength = answerLength;
+    }
+    return 0;
+}
+
+} // namespace
+
+int PBOC_SelectPSE(DEVCONTEXT *deviceContext, int cardType, const unsigned char *name,
+                   int nameLength, unsigned char *sfi, int32_t *sfiLength)
+{
+    Command command;
+    Response response;
+    if (!MakeCommand(&command, {0x00, 0xA4, 0x04, 0x00}, name, nameLength))
+        return kFailed;
+    const int result = Transmit(deviceContext, cardType, &command, &response);
+    if (StatusWord(response.bytes, response.length) == 0x9303)
+        return kSpecialStatus; // application permanently locked: the callers note it and go on
+    if (result != 0)
+        return result;
+    return PBOC_GetTagValue(kDirectoryFileId.bytes, kDirectoryFileId.length, response.bytes,
+                            DataLength(response), sfi, sfiLength) < 0
+               ? kFailed
+               : 0;
+}
+
+// The record number runs on from file to file, and the last look-up stands: a card with several
+// applications yields the last one, a last record without an identifier yields none.
+int PBOC_GetAID(DEVCONTEXT *deviceContext, int cardType, const unsigned char *sfiList, int sfiCount,
+                unsigned char *aid, int32_t *aidLength)
+{
+    *aidLength = 0;
+    int record = 1;
+    for (int i = 0; i < sfiCount; i++)
+        for (; record <= kLastRecord; record++)
+        {
+            uint8_t data[kResponseArea] = {};
+            int32_t dataLength = 0;
+            if (PBOC_ReadRecord(deviceContext, cardType, static_cast<uint8_t>(record), sfiList[i],
+                                data, &dataLength) != 0)
+                break;
+            PBOC_GetTagValue(kApplicationId.bytes, kApplicationId.length, data, dataLength, aid,
+                             aidLength);
+        }
+    return 0;
+}
+
+int PBOC_SelectAID(DEVCONTEXT *deviceContext, int cardType, const unsigned char *aid, int aidLength,
+                   unsigned char *fci, int32_t *fciLength)
+{
+    return Select(deviceContext, cardType, 0x04, aid, aidLength, fci, fciLength);
+}
+
+int PBOC_SelectFile(DEVCONTEXT *deviceContext, int cardType, unsigned char p1,
+                    const unsigned char *data, int dataLength, unsigned char *response,
+                    int32_t *responseLength)
+{
+    return Select(deviceContext, cardType, p1, data, dataLength, response, responseLength);
+}
+
+int PBOC_ReadRecord(DEVCONTEXT *deviceContext, int cardType, unsigned char record,
+                    unsigned char sfi, unsigned char *data, int32_t *dataLength)
+{
+    Command command = {{
+                           0x00,                              // CLA
+                           0xB2,                              // INS: READ RECORD
+                           record,                            // P1: record number
+                           static_cast<uint8_t>(sfi * 8 + 4), // P2: file in the high five bits
+                           0x00,                              // Le: all there is
+                       },
+                       5};
+    Response response;
+    const int result = Transmit(deviceContext, cardType, &command, &response);
+    if (result != 0)
+        return result;
+    memcpy(data, response.bytes, static_cast<size_t>(DataLength(response)));
+    *dataLength = DataLength(response);
+    return 0;
+}
+
+int PBOC_GetProcOptions(DEVCONTEXT *deviceContext, int cardType, const unsigned char *pdolData,
+                        int pdolLength, unsigned char *aip, int32_t *aipLength, unsigned char *afl,
+                        int32_t *aflLength)
+{
+    Command command;
+    Response response;
+    uint8_t data[kLongestData] = {0x83}; // the command template, its length, the PDOL data
+    if (pdolLength < 0 || pdolLength > kLongestData - 2 || (pdolData == nullptr && pdolLength > 0))
+        return kFailed;
+    data[1] = static_cast<uint8_t>(pdolLength);
+    if (pdolLength > 0)
+        memcpy(data + 2, pdolData, static_cast<size_t>(pdolLength));
+    MakeCommand(&command, {0x80, 0xA8, 0x00, 0x00}, data, pdolLength + 2);
+    const int result = Transmit(deviceContext, cardType, &command, &response);
+    if (result != 0)
+        return result == kSpecialStatus ? result : 0; // lenient on purpose: no data, no failure
+    return TakeProcessingOptions(response.bytes, DataLength(response), aip, aipLength, afl,
+                                 aflLength);
+}
+
+int PBOC_GetAppData(DEVCONTEXT *deviceContext, int cardType, const unsigned char *afl,
+                    int aflLength, unsigned char *data, int32_t *dataLength)
+{
+    *dataLength = 0;
+    for (int offset = 0; offset + 4 <= aflLength; offset += 4)
+    {
+        const uint8_t sfi = afl[offset] >> 3;
+        for (int record = afl[offset + 1]; record <= afl[offset + 2]; record++)
+        {
+            uint8_t area[kResponseArea] = {};
+            int32_t length = 0;
+            if (PBOC_ReadRecord(deviceContext, cardType, static_cast<uint8_t>(record), sfi, area,
+                                &length) != 0)
+                continue;
+            const int room = VANTOR_APP_DATA_SIZE - *dataLength;
+            const int copied = length < room ? length : room;
+            memcpy(data + *dataLength, area, static_cast<size_t>(copied));
+            *dataLength += copied;
+        }
+    }
+    return 0;
+}
+
+int PBOC_GetData(DEVCONTEXT *deviceContext, int cardType, const unsigned char *tag, int tagLength,
+                 unsigned char *value, int32_t *valueLength)
+{
+    Command command = {{0x80, 0xCA}, 2}; // GET DATA; a two-byte tag is P1 P2
+    Response response;
+    if (tag == nullptr || tagLength < 1 || tagLength > 2)
+        return kFailed;
+    memcpy(command.bytes + 2, tag, static_cast<size_t>(tagLength));
+    command.length += tagLength;
+    const int result = Transmit(deviceContext, cardType, &command, &response);
+    if (result != 0)
+        return result;
+    PBOC_GetTagValue(tag, tagLength, response.bytes, DataLength(response), value, valueLength);
+    return 0; // also when the response does not hold the tag: the value then is empty
+}

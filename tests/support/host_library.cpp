@@ -4,11 +4,68 @@
 #include <dlfcn.h>
 #include <filesystem>
 #include <stdexcept>
+#include <vector>
+
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
 
 namespace testing_support
 {
 
 namespace fs = std::filesystem;
+
+#ifdef __SANITIZE_ADDRESS__
+
+namespace
+{
+
+// The leak check tells the leaks on purpose by the names of functions, for which it needs the
+// library in memory and its file on the disk. So both stay to the end of the process, and the check
+// is made there before they go.
+std::vector<std::string> *g_keptDirectories = new std::vector<std::string>;
+
+__attribute__((destructor)) void CheckLeaksAndRemoveKeptDirectories()
+{
+    __lsan_do_leak_check();
+    std::error_code ignored;
+    for (const std::string &path : *g_keptDirectories)
+        fs::remove_all(path, ignored);
+    delete g_keptDirectories;
+}
+
+} // namespace
+
+UnnamedLeaks::UnnamedLeaks()
+{
+    __lsan_disable();
+}
+
+UnnamedLeaks::~UnnamedLeaks()
+{
+    __lsan_enable();
+}
+
+HostLibrary::~HostLibrary()
+{
+    if (handle == nullptr)
+        return;
+    g_keptDirectories->push_back(directory.path);
+    directory.path.clear();
+}
+
+#else
+
+UnnamedLeaks::UnnamedLeaks() = default;
+
+UnnamedLeaks::~UnnamedLeaks() = default;
+
+HostLibrary::~HostLibrary()
+{
+    Unload();
+}
+
+#endif
 
 HostLibrary::HostLibrary(const std::string &configIni)
 {
@@ -18,11 +75,6 @@ HostLibrary::HostLibrary(const std::string &configIni)
     handle = dlopen(copy.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (handle == nullptr)
         throw std::runtime_error(dlerror());
-}
-
-HostLibrary::~HostLibrary()
-{
-    Unload();
 }
 
 void *HostLibrary::Symbol(const char *name) const

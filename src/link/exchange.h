@@ -1,0 +1,18 @@
+// What every link exchange does beside its own framing: the USB report mode and the packet log.
+#pragma once
+
+#include "vantor/transport.h"
+
+constexpr int kBadArgument = -22;
+constexpr int kBadAnswer = -74;
+
+bool IsInterface(DEVCONTEXT *deviceContext, const char *name);
+
+// Over USB every report carries a mode id that says which module of the reader it is for. A reader
+// whose "devtype" is not 0 knows no modes and takes mode id 0. Does nothing on a serial line.
+void SelectReportMode(DEVCONTEXT *deviceContext, uint8_t modeId);
+
+// "Send szPackage: 36303032...\r\n" and "Read Pack(len=11): 36303032...\r\n". The hexadecimal text
+// is made only when information lines are written at all.
+void LogSentPacket(const unsigned char *bytes, int count);
+void LogReceivedPacket(const unsigned char *bytes, int count);

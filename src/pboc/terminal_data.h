@@ -1,0 +1,10 @@
+// Reading the terminal's three data stores.
+#pragma once
+
+#include <cstdint>
+
+#include "pboc/tlv.h"
+
+// The value of a tag in the first store that holds it: transaction data, then
+// application-initiation data, then further terminal data. -99 when none does or it does not fit.
+int CopyTerminalValue(const Tag &tag, uint8_t *value, int capacity, int *length);
