@@ -1,4 +1,5 @@
-// The virtual reader as a library: the reader's side of every protocol, in a thread of this process.
+// The virtual reader as a library: the reader's side of every protocol, in a thread of this
+// process.
 //
 //     std::string error;
 //     vreader::RunningReader *reader = vreader::StartReader({}, &error);
@@ -17,10 +18,10 @@ namespace vreader
 
 struct ReaderOptions
 {
-    std::string profile;            // path of a JSON profile; empty: the default profile
-    std::string profileText;        // the profile's JSON itself; goes before `profile`
-    bool pace = false;              // bytes take the time that the configured line speed gives them
-    std::string controlSocket;      // path of a Unix socket to serve; empty: none
+    std::string profile;       // path of a JSON profile; empty: the default profile
+    std::string profileText;   // the profile's JSON itself; goes before `profile`
+    bool pace = false;         // bytes take the time that the configured line speed gives them
+    std::string controlSocket; // path of a Unix socket to serve; empty: none
     std::function<void(const std::string &line)> trace; // called once a trace line; may be empty
 };
 

@@ -1,4 +1,4 @@
-// What every virtual card is to the reader: a power-on that gives the ATR, and commands with answers.
+// What every virtual card is to the reader: an ATR at power-on, then answers to commands.
 #pragma once
 
 #include <cstdint>
@@ -15,15 +15,17 @@ using Bytes = std::vector<uint8_t>;
 
 struct Card
 {
-    std::string kind;  // "transcript", "pboc"
+    std::string kind;  // "transcript", "pboc", "hostile"
     std::string label; // a person's name for it, shown by the control channel
     Bytes answerToReset;
-    std::function<void()> powerOn;                        // starts a fresh card session
+    std::function<void()> powerOn; // starts a fresh card session
     std::function<void()> powerOff;
-    std::function<Bytes(const Bytes &command)> transmit;  // response data and SW1 SW2
-    // A remark on the last command for the trace ("not in the recording"); empty when there is none.
+    std::function<Bytes(const Bytes &command)> transmit; // response data and SW1 SW2
+    // A remark on the last command for the trace ("not in the recording"), or an empty text.
     std::function<std::string()> remark;
-    // Makes the next `count` commands that begin with `prefix` answer `statusWord` (count 0: always).
+    // Makes the next `count` commands that begin with `prefix` answer `statusWord`; count 0: all of
+    // them from now on. Status word 0 forgets what was injected for exactly this prefix (an empty
+    // prefix: everything). The card itself does not see a command that is answered so.
     std::function<void(const Bytes &prefix, uint16_t statusWord, unsigned count)> injectStatus;
 };
 

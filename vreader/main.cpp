@@ -1,0 +1,193 @@
+// vantor-reader: a card reader on a pseudo-terminal, for whoever has none on the desk.
+#include "vreader/running_reader.h"
+
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <cstdio>
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr int kDone = 0;
+constexpr int kCannotStart = 1;
+constexpr int kWrongUse = 2;
+
+constexpr char kExamples[] = R"(Examples:
+  vantor-reader                             the default card, the trace on the terminal
+  vantor-reader --profile my-cards.json     one's own cards
+  vantor-reader --print-profile default     a profile to start from
+  vantor-reader --link /tmp/reader          a name for the terminal that stays
+  vantor-reader --control /tmp/reader.sock  then, from another shell:
+      echo 'remove contact' | socat - UNIX-CONNECT:/tmp/reader.sock
+      echo 'fault delay 800 count 3' | socat - UNIX-CONNECT:/tmp/reader.sock
+  vantor-reader --pace                      bytes take the time they take on a wire
+
+The first line of the output is for programs: ready pts/7 /dev/pts/7)";
+
+struct CommandLine
+{
+    vreader::ReaderOptions reader;
+    std::string speak;
+    std::string link;
+    std::string printProfile;
+    bool listProfiles = false;
+    bool krelOnly = false;
+    bool unionOnly = false;
+    bool trace = false;
+    bool quiet = false;
+    bool traceFull = false;
+};
+
+void DeclareOptions(CLI::App *app, CommandLine *line)
+{
+    app->footer(kExamples);
+    app->add_option("--profile", line->reader.profile, "a built-in profile, or a JSON file")
+        ->type_name("NAME|FILE");
+    app->add_flag("--list-profiles", line->listProfiles, "name the built-in profiles");
+    app->add_option("--print-profile", line->printProfile, "print a built-in profile")
+        ->type_name("NAME");
+    CLI::Option *speak = app->add_option("--speak", line->speak, "the framings that are answered")
+                             ->check(CLI::IsMember({"krel", "union", "both", "none"}))
+                             ->type_name("krel|union|both|none");
+    CLI::Option *krelOnly = app->add_flag("--krel-only", line->krelOnly, "same as --speak krel");
+    CLI::Option *unionOnly =
+        app->add_flag("--union-only", line->unionOnly, "same as --speak union")->excludes(krelOnly);
+    speak->excludes(krelOnly)->excludes(unionOnly);
+    app->add_flag("--pace", line->reader.pace, "bytes take the time of the line speed");
+    app->add_option("--control", line->reader.controlSocket,
+                    "serve the control language on a Unix socket")
+        ->type_name("PATH");
+    app->add_option("--link", line->link, "a symbolic link to the terminal, removed at the end")
+        ->type_name("PATH");
+    CLI::Option *trace = app->add_flag("--trace", line->trace, "show every exchange (the default)");
+    CLI::Option *full = app->add_flag("--trace-full", line->traceFull, "do not shorten long texts");
+    app->add_flag("--quiet", line->quiet, "show no exchanges")->excludes(trace)->excludes(full);
+}
+
+int ListProfiles()
+{
+    for (const vreader::BuiltInProfile &profile : vreader::BuiltInProfiles())
+        std::printf("%-28s %s\n", profile.name.c_str(), profile.description.c_str());
+    return kDone;
+}
+
+int PrintProfile(const std::string &name)
+{
+    const std::optional<std::string> text = vreader::BuiltInProfileText(name);
+    if (!text)
+    {
+        std::fprintf(stderr, "vantor-reader: no built-in profile \"%s\" (see --list-profiles)\n",
+                     name.c_str());
+        return kCannotStart;
+    }
+    std::fwrite(text->data(), 1, text->size(), stdout);
+    return kDone;
+}
+
+// A reader that can show nothing any more, since what read its output has ended, ends as well.
+void PrintLine(const std::string &line, int quitSignal)
+{
+    if (std::printf("%s\n", line.c_str()) < 0 || std::fflush(stdout) != 0)
+        vreader::Wake(quitSignal);
+}
+
+void PrintGreeting(const vreader::RunningReader *reader, const CommandLine &line)
+{
+    const std::string terminal = vreader::TerminalName(reader);
+    PrintLine("ready " + terminal.substr(5) + " " + terminal, reader->quitSignal);
+    if (line.quiet)
+        return;
+    const std::lock_guard<std::mutex> guard(reader->lock);
+    std::printf("reader       framing %s, %u baud, profile %s\n",
+                vreader::SpeakingText(reader->reader).c_str(), reader->reader.baud,
+                reader->profile.name.c_str());
+    for (const auto &[slot, place] : reader->reader.contact)
+        if (place.card)
+            std::printf("contact      slot %u: %s (%s)\n", slot, place.name.c_str(),
+                        place.card->label.c_str());
+    if (reader->reader.contactless.card)
+        std::printf("contactless  %s (%s)\n", reader->reader.contactless.name.c_str(),
+                    reader->reader.contactless.card->label.c_str());
+    if (!line.reader.controlSocket.empty())
+        std::printf("control      %s\n", line.reader.controlSocket.c_str());
+    std::printf("quit with Ctrl-C\n");
+    std::fflush(stdout);
+}
+
+int BlockEndingSignals()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        sigaddset(&signals, signal);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+    return signalfd(-1, &signals, SFD_CLOEXEC);
+}
+
+int Run(CommandLine *line)
+{
+    // Before any thread exists, so that all of them leave these signals to this one.
+    const int signals = BlockEndingSignals();
+    std::string error;
+    int quitSignal = -1;
+    std::mutex printing; // the greeting stands above the first line of the trace
+    bool greeted = false;
+    if (!line->quiet)
+        line->reader.trace = [&](const std::string &text)
+        {
+            const std::lock_guard<std::mutex> guard(printing);
+            if (greeted)
+                PrintLine(line->traceFull ? text : vreader::Shortened(text), quitSignal);
+        };
+    std::unique_lock<std::mutex> greeting(printing);
+    vreader::RunningReader *reader = vreader::StartReader(line->reader, &error);
+    if (reader != nullptr)
+        quitSignal = reader->quitSignal;
+    if (reader != nullptr && !line->speak.empty())
+        vreader::Control(reader, "speak " + line->speak);
+    if (reader == nullptr || (!line->link.empty() && !vreader::SetLink(reader, line->link, &error)))
+    {
+        greeting.unlock();
+        std::fprintf(stderr, "vantor-reader: %s\n", error.c_str());
+        vreader::StopReader(reader);
+        return kCannotStart;
+    }
+    PrintGreeting(reader, *line);
+    greeted = true;
+    greeting.unlock();
+
+    pollfd descriptors[] = {{signals, POLLIN, 0}, {quitSignal, POLLIN, 0}};
+    while (poll(descriptors, 2, -1) < 0)
+    {
+    }
+    vreader::StopReader(reader);
+    return kDone;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    CLI::App app("A virtual card reader on a pseudo-terminal.", "vantor-reader");
+    CommandLine line;
+    DeclareOptions(&app, &line);
+    try
+    {
+        app.parse(argc, argv);
+    }
+    catch (const CLI::ParseError &problem)
+    {
+        return app.exit(problem) == 0 ? kDone : kWrongUse;
+    }
+    if (line.listProfiles)
+        return ListProfiles();
+    if (!line.printProfile.empty())
+        return PrintProfile(line.printProfile);
+    if (line.krelOnly || line.unionOnly)
+        line.speak = line.krelOnly ? "krel" : "union";
+    return Run(&line);
+}
