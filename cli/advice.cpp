@@ -1,0 +1,162 @@
+#include "advice.h"
+
+namespace tool
+{
+
+// In the texts {port} is the port in use, {iccmd} the configured command set, {other} the other.
+struct Entry
+{
+    const char *call; // nullptr: any call
+    int code;
+    const char *meaning;
+    const char *advice;
+};
+
+static const char kSilentReader[] =
+    "is the reader at {port}, powered and on the right line speed (--baud)? A reader that speaks "
+    "the other command set stays silent too: vantor config set Iccmd {other}";
+static const char kUnionOnly[] =
+    "only the Union command set has this command; if the reader speaks it: "
+    "vantor config set Iccmd 1";
+static const char kCardPosition[] =
+    "is the card in, chip first and the right way up? A card on the antenna needs --contactless, "
+    "another contact slot --slot N, more time --timeout SECONDS";
+static const char kOtherCard[] = "is it a PBOC bank card? Look at its answers with: vantor ic apdu "
+                                 "00A404000E315041592E5359532E444446303100";
+static const char kReadAgain[] =
+    "leave the card in place and read again; is its contact or antenna clean?";
+static const char kStripe[] = "swipe again, evenly and over the whole length; is the stripe there?";
+static const char kStripeWrite[] = "swipe again; does this reader write, and does this stripe take "
+                                   "the data?";
+static const char kArgument[] = "see vantor --help for what the command takes";
+
+static const Entry kEntries[] = {
+    // One call's own meaning goes before the general one.
+    {"BO_CardDetect", -1008,
+     "card detection exists only in the Union command set (Iccmd is "
+     "{iccmd})",
+     kUnionOnly},
+    {"BO_Beep", -1008, "the buzzer exists only in the Union command set (Iccmd is {iccmd})",
+     kUnionOnly},
+    {"BO_ICGetCircllog", -4103, "the card has no load log (its application names none, tag DF4D)",
+     "only cards with electronic cash keep one; the transactions: vantor ic log"},
+
+    {nullptr, 0, "done", ""},
+    {nullptr, -1000, "the port could not be opened", "is the reader connected to {port}?"},
+    {nullptr, -1001, "the reader does not answer", kSilentReader},
+    {nullptr, -1002, "the device is in use", "close the other program that holds {port}"},
+    {nullptr, -1003, "no device", "is the reader connected to {port}?"},
+    {nullptr, -1004, "no answer in time", kSilentReader},
+    {nullptr, -1005, "the data could not be sent in time", "is the reader still at {port}?"},
+    {nullptr, -1006, "cancelled", ""},
+    {nullptr, -1007, "an argument is out of range", kArgument},
+    {nullptr, -1008, "the reader does not support this (Iccmd is {iccmd})",
+     "choose the command set that the reader speaks: vantor config set Iccmd 0, or 1"},
+    {nullptr, -1009, "a library could not be loaded", "is it beside the program?"},
+    {nullptr, -1010, "a library lacks a function", "is it the right version?"},
+    {nullptr, -1011, "the reader's module could not be switched", "reset the reader and try again"},
+    {nullptr, -1012, "a device parameter is not valid", "look at the settings: vantor config get"},
+    {nullptr, -1013, "no answer, or a garbled one", kSilentReader},
+    {nullptr, -1014, "communication failed",
+     "is the reader still connected to {port}? Then look "
+     "at the cable"},
+    {nullptr, -2000, "tracks 1, 2 and 3 could not be read", kStripe},
+    {nullptr, -2001, "track 1 could not be read", kStripe},
+    {nullptr, -2002, "track 2 could not be read", kStripe},
+    {nullptr, -2003, "track 3 could not be read", kStripe},
+    {nullptr, -2004, "tracks 2 and 3 could not be read", kStripe},
+    {nullptr, -2005, "track 2 is empty", kStripe},
+    {nullptr, -2006, "track 3 is empty", kStripe},
+    {nullptr, -2007, "tracks 2 and 3 are empty", kStripe},
+    {nullptr, -2100, "tracks 1, 2 and 3 could not be written", kStripeWrite},
+    {nullptr, -2101, "track 1 could not be written", kStripeWrite},
+    {nullptr, -2102, "track 2 could not be written", kStripeWrite},
+    {nullptr, -2103, "track 3 could not be written", kStripeWrite},
+    {nullptr, -2104, "tracks 2 and 3 could not be written", kStripeWrite},
+    {nullptr, -2105, "the stripe holds no card number that could be read", kStripe},
+    {nullptr, -2106, "tracks 1 and 2 could not be read", kStripe},
+    {nullptr, -2107, "tracks 1 and 3 could not be read", kStripe},
+    {nullptr, -2108, "tracks 1 and 3 are empty", kStripe},
+    {nullptr, -2109, "tracks 1 and 2 are empty", kStripe},
+    {nullptr, -2110, "tracks 1, 2 and 3 are empty", kStripe},
+    {nullptr, -2111, "track 1 is empty", kStripe},
+    {nullptr, -3000, "the identity module does not answer",
+     "is its speed right (vantor config get IdBaud), and how it is switched in (IdChange)?"},
+    {nullptr, -3001, "no identity card found", "lay the card on the identity card's field"},
+    {nullptr, -3002, "the identity card could not be read", kReadAgain},
+    {nullptr, -3003, "the photo could not be made",
+     "is the photo decoder in the working directory?"},
+    {nullptr, -3004, "the identity module did not take the baud rate",
+     "set a rate that it knows: vantor config set IdBaud 115200"},
+    {nullptr, -4000, "the card did not power on", kCardPosition},
+    {nullptr, -4001, "no card came", kCardPosition},
+    {nullptr, -4002, "the card did not power off, or the reader refused a baud rate",
+     "take the card out and try again; is DevBaud a rate the reader knows?"},
+    {nullptr, -4003, "the APDU is malformed", kArgument},
+    {nullptr, -4004, "the card is not powered", "has it been taken out? Put it in again"},
+    {nullptr, -4005, "no card in the reader", kCardPosition},
+    {nullptr, -4006, "the card did not answer the APDU", kReadAgain},
+    {nullptr, -4100, "the card has no payment system environment (1PAY.SYS.DDF01)", kOtherCard},
+    {nullptr, -4101, "the card's directory names no application", kOtherCard},
+    {nullptr, -4102, "the card's application could not be selected", kOtherCard},
+    {nullptr, -4103, "the card asks for data that the terminal does not have (PDOL)", kOtherCard},
+    {nullptr, -4104, "the card refused GET PROCESSING OPTIONS", kOtherCard},
+    {nullptr, -4105, "the application's records could not be read", kReadAgain},
+    {nullptr, -4106, "the card asks for data that the terminal does not have (CDOL)", kOtherCard},
+    {nullptr, -4107, "the card made no cryptogram", kReadAgain},
+    {nullptr, -4108, "the cryptogram's data could not be returned", kReadAgain},
+    {nullptr, -4109, "the card did not accept the issuer's authentication",
+     "does the issuer's answer belong to this card and this transaction?"},
+    {nullptr, -4110, "the card did not carry out the issuer's script",
+     "does the script belong to this card and this transaction?"},
+    {nullptr, -4117, "the card has no transaction log (its application names none, tag 9F4D)",
+     "not every card keeps one"},
+    {nullptr, -5010, "the block number is out of range", kArgument},
+    {nullptr, -5011, "the sector number is out of range", kArgument},
+    {nullptr, -5012, "the data must be 16 bytes", kArgument},
+    {nullptr, -5013, "the data must be 4 bytes", kArgument},
+    {nullptr, -5014, "the key must be 6 bytes", kArgument},
+    {nullptr, -5015, "the key type must be 60 or 61", kArgument},
+
+    // Internal results; the calls that hand them on unmapped are few.
+    {nullptr, -1, "communication failed", "is the reader still connected to {port}?"},
+    {nullptr, -2, "the port could not be opened", "is the reader connected to {port}?"},
+    {nullptr, -16, "the device is in use", "close the other program that holds {port}"},
+    {nullptr, -19, "no device", "is the reader connected to {port}?"},
+    {nullptr, -22, "an argument is out of range", kArgument},
+    {nullptr, -62, "no answer in time", kSilentReader},
+    {nullptr, -74, "no answer, or a garbled one", kSilentReader},
+    {nullptr, -99, "the reader or the card answered with a failure status",
+     "the status stands in the log when loglevel is 2: vantor config set loglevel 2"},
+    {nullptr, -125, "cancelled", ""},
+};
+
+static std::string Filled(std::string text, const Surroundings &surroundings)
+{
+    const struct
+    {
+        std::string_view name;
+        std::string value;
+    } kPlaces[] = {
+        {"{port}", surroundings.port},
+        {"{iccmd}", std::to_string(surroundings.iccmd)},
+        {"{other}", surroundings.iccmd == 0 ? "1" : "0"},
+    };
+    for (const auto &place : kPlaces)
+        for (size_t at = text.find(place.name); at != std::string::npos; at = text.find(place.name))
+            text.replace(at, place.name.size(), place.value);
+    return text;
+}
+
+Advice FindAdvice(std::string_view call, int code, const Surroundings &surroundings)
+{
+    for (const Entry &entry : kEntries)
+        if (entry.code == code && (entry.call == nullptr || call == entry.call))
+            return {Filled(entry.meaning, surroundings), Filled(entry.advice, surroundings)};
+    if (code > 0) // a power-on hands on the length of an answer whose status it does not know
+        return {"the reader answered with a status that has no code of its own",
+                "the answer stands in the log when loglevel is 2: vantor config set loglevel 2"};
+    return {"a code without a meaning of its own", ""};
+}
+
+} // namespace tool

@@ -1,0 +1,28 @@
+// One function a command. Each fills the report; the arguments have been checked before.
+#pragma once
+
+#include "options.h"
+#include "report.h"
+
+namespace tool
+{
+
+using Command = void (*)(const Options &options, Report *report);
+
+void Info(const Options &options, Report *report);
+void Beep(const Options &options, Report *report);
+void IcReset(const Options &options, Report *report);
+void IcInfo(const Options &options, Report *report);
+void IcLog(const Options &options, Report *report);
+void IcLoads(const Options &options, Report *report);
+void IcApdu(const Options &options, Report *report);
+void IcDetect(const Options &options, Report *report);
+void ExplainError(const Options &options, Report *report);
+void ConfigGet(const Options &options, Report *report);
+void ConfigSet(const Options &options, Report *report);
+
+// Splits "Iccmd" or "devcfg.Iccmd" into section and key and checks a value that is to be set
+// (null: none is). Gives what is wrong, or "".
+std::string CheckSetting(const std::string &name, const std::string *value, Options *options);
+
+} // namespace tool

@@ -1,0 +1,146 @@
+#!/bin/bash
+# A bank card is read on the virtual reader, every exchange on the wire shown decoded.
+# usage: cli/demo.sh BUILD_DIRECTORY   (./run demo builds first)
+set -euo pipefail
+
+build=$(cd "${1:?usage: cli/demo.sh BUILD_DIRECTORY}" && pwd)
+vantor=$build/bin/vantor
+work=$(mktemp -d)
+reader_pid=
+failed=0
+
+clean_up() {
+    if [ -n "$reader_pid" ]; then
+        kill "$reader_pid" 2>/dev/null || true
+        wait "$reader_pid" 2>/dev/null || true
+    fi
+    rm -rf "$work"
+}
+trap clean_up EXIT
+trap 'exit 130' INT TERM HUP
+
+bold= dim= plain=
+if [ -t 1 ]; then
+    bold=$'\e[1m' dim=$'\e[2m' plain=$'\e[0m'
+fi
+
+heading() {
+    printf '\n%s== %s ==%s\n' "$bold" "$1" "$plain"
+}
+
+# control COMMAND...: one line to the reader's control socket; prints the answer, for a trace its
+# lines too; fails when the answer is an error.
+control() {
+    python3 - "$work/control" "$*" <<'EOF'
+import socket, sys
+
+line = socket.socket(socket.AF_UNIX)
+line.settimeout(60)
+line.connect(sys.argv[1])
+line.sendall(sys.argv[2].encode() + b"\n")
+answer = line.makefile(encoding="utf-8", errors="replace")
+print(first := answer.readline().rstrip("\n"))
+if first.startswith("ok") and sys.argv[2].startswith("trace"):
+    for text in answer:
+        if text == ".\n":
+            break
+        print(text, end="")
+sys.exit(0 if first.startswith("ok") else 1)
+EOF
+}
+
+# The trace lines since the last call, beside the tool's own output.
+trace_seen=0
+show_trace() {
+    control "trace since $trace_seen" >"$work/trace"
+    read -r _ trace_seen <"$work/trace"
+    # Long hexadecimal texts keep their beginning and their status word.
+    sed -n -e 's/\([0-9A-F]\{48\}\)[0-9A-F]\{8,\}\([0-9A-F]\{4\}\)$/\1...\2/' \
+        -e "2,\$s/^.*\$/    $dim&$plain/p" "$work/trace"
+}
+
+judge() {
+    if [ "$1" != 0 ]; then
+        echo "FAILED: exit status $1"
+        failed=$((failed + 1))
+    fi
+}
+
+# step WORDS...: runs the tool, shows the exchanges it made on the wire, then what it said.
+step() {
+    local status=0
+    printf '%s$ vantor --port %s %s%s\n' "$bold" "$port" "$*" "$plain"
+    "$vantor" --port "$port" "$@" >"$work/said" 2>&1 </dev/null || status=$?
+    show_trace
+    cat "$work/said"
+    judge "$status"
+}
+
+card_in_the_slot() {
+    control info | python3 -c '
+import json, sys
+print(json.loads(sys.stdin.read().split(" ", 1)[1])["contact"]["0"]["card"])'
+}
+
+# ---- the reader ----
+
+mkfifo "$work/ready"
+"$build/bin/vantor-reader" --quiet --control "$work/control" >"$work/ready" &
+reader_pid=$!
+if ! read -r word port path <"$work/ready" || [ "$word" != ready ]; then
+    echo "the virtual reader did not start" >&2
+    exit 1
+fi
+
+heading "a virtual reader is on $path"
+control info | sed 's/^ok //'
+echo "dimmed or indented lines: what went over the wire, as the reader saw it"
+
+heading "what the reader says about itself"
+step info
+
+heading "power the card on: its answer to reset"
+step ic reset
+
+heading "read the card: number, name, identity, tracks, balance, dates"
+step ic info
+
+heading "read the card's transaction log"
+step ic log
+
+heading "pull the card while the tool waits, put it in again"
+card=$(card_in_the_slot)
+control remove contact >/dev/null
+read -r _ exchanges < <(control exchanges)
+echo "the card is out; it comes back after the reader has said three times that there is none"
+{
+    control wait $((exchanges + 3)) 60000 && control insert contact "$card"
+} >"$work/inserted" &
+inserter=$!
+status=0
+printf '%s$ vantor --port %s --timeout 60 ic reset%s\n' "$bold" "$port" "$plain"
+# Standard error stays what it is: a terminal shows the countdown.
+"$vantor" --port "$port" --timeout 60 ic reset >"$work/said" </dev/null || status=$?
+if [ "$status" != 0 ]; then
+    kill "$inserter" 2>/dev/null || true # it may wait for exchanges that never come
+fi
+wait "$inserter" || status=$?
+show_trace
+cat "$work/said"
+judge "$status"
+
+heading "what next"
+cat <<EOF
+In one terminal:   $build/bin/vantor-reader --control /tmp/reader.sock
+In another one:    export VANTOR_PORT=pts/N      (the name that it prints)
+                   $vantor ic apdu 00A404000E315041592E5359532E444446303100
+                   $vantor ic info --json
+                   $vantor config set Iccmd 1    (the reader's other command set)
+                   $vantor ic detect
+More: docs/tool.md, docs/virtual-reader.md, vantor --help
+EOF
+
+if [ "$failed" != 0 ]; then
+    echo "$failed steps failed" >&2
+    exit 1
+fi

@@ -1,0 +1,235 @@
+#include "session.h"
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <glob.h>
+#include <mutex>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/signalfd.h>
+#include <thread>
+#include <unistd.h>
+
+#include "advice.h"
+#include "vantor.h"
+
+namespace tool
+{
+
+// Serial ports are named by number in the library; the tool uses this one and gives it its path.
+static const int kSerialPort = 1;
+static const unsigned char kNoPassThrough = '0';
+
+static std::atomic<bool> g_cancelled{false};
+
+bool IsCancelled()
+{
+    return g_cancelled;
+}
+
+std::string ErrorText(int code)
+{
+    char message[64] = {};
+    int32_t length = 0;
+    BO_GetErrInfo(code, 0, message, &length);
+    return message;
+}
+
+int ConfiguredCommandSet()
+{
+    int iccmd = 0;
+    GGetConfigInt("devcfg", "Iccmd", 0, &iccmd);
+    return iccmd;
+}
+
+std::string SettingsPath()
+{
+    char directory[1024] = {};
+    GGetDllPath(nullptr, directory);
+    char *plain = realpath(directory, nullptr); // the loader's form: /opt/vantor/bin/../lib
+    const std::string path = plain == nullptr ? directory : plain;
+    free(plain);
+    return path + "/config.ini";
+}
+
+// ---- Ctrl-C ----
+
+static sigset_t CancelSignals()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGHUP);
+    return signals;
+}
+
+static bool HasSignal(int signalDescriptor)
+{
+    signalfd_siginfo information;
+    return read(signalDescriptor, &information, sizeof information) ==
+           static_cast<ssize_t>(sizeof information);
+}
+
+// A cancel that comes between two reads, or just before a waiting loop clears its flag, is lost:
+// it is repeated until the work has seen it.
+static void WatchForCancel(int signalDescriptor, int stopDescriptor)
+{
+    static const int kRepeatMs = 300;
+    pollfd waits[2] = {{signalDescriptor, POLLIN, 0}, {stopDescriptor, POLLIN, 0}};
+    for (;;)
+    {
+        if (poll(waits, 2, g_cancelled ? kRepeatMs : -1) < 0 && errno != EINTR)
+            return;
+        if ((waits[0].revents & POLLIN) != 0 && HasSignal(signalDescriptor) &&
+            g_cancelled.exchange(true))
+        {
+            static const char kMessage[] = "\nended at once\n";
+            if (write(STDERR_FILENO, kMessage, sizeof kMessage - 1) < 0)
+                _exit(kFailed + 1);
+            _exit(kFailed);
+        }
+        if ((waits[1].revents & POLLIN) != 0)
+            return;
+        if (g_cancelled)
+        {
+            BO_CancelWait();
+            BO_Cancel();
+        }
+    }
+}
+
+// ---- Waiting ----
+
+struct Countdown
+{
+    std::mutex lock;
+    std::condition_variable ended;
+    bool isEnded = false;
+};
+
+static void ShowCountdown(Countdown *countdown, const Options &options)
+{
+    using namespace std::chrono;
+    const auto start = steady_clock::now();
+    auto next = start + milliseconds(500); // a card that is there already makes no flicker
+    std::unique_lock<std::mutex> hold(countdown->lock);
+    bool shown = false;
+    while (!countdown->ended.wait_until(hold, next, [&] { return countdown->isEnded; }))
+    {
+        const auto passed = duration_cast<seconds>(steady_clock::now() - start).count();
+        const long left = std::max(0L, options.timeoutSeconds - static_cast<long>(passed));
+        if (options.timeoutSeconds == 0)
+            fprintf(stderr, "\r\033[Kwaiting for the card: %ld s, no limit (Ctrl-C cancels)",
+                    static_cast<long>(passed));
+        else
+            fprintf(stderr, "\r\033[Kwaiting for the card: %ld s left (Ctrl-C cancels)", left);
+        fflush(stderr);
+        shown = true;
+        next = start + seconds(passed + 1);
+    }
+    if (shown)
+        fputs("\r\033[K", stderr);
+}
+
+int WaitingForCard(const Options &options, const std::function<int()> &call)
+{
+    if (isatty(STDERR_FILENO) == 0)
+        return call();
+    Countdown countdown;
+    std::thread display(ShowCountdown, &countdown, options);
+    const int code = call();
+    {
+        const std::lock_guard<std::mutex> hold(countdown.lock);
+        countdown.isEnded = true;
+    }
+    countdown.ended.notify_one();
+    display.join();
+    return code;
+}
+
+// ---- Failures ----
+
+static std::string SerialPortsHere()
+{
+    glob_t found = {};
+    const char *kPatterns[] = {"/dev/ttyS[0-3]", "/dev/ttyAMA*", "/dev/ttyUSB*", "/dev/ttyACM*"};
+    for (const char *pattern : kPatterns)
+        glob(pattern, found.gl_pathv == nullptr ? 0 : GLOB_APPEND, nullptr, &found);
+    std::string names;
+    for (size_t i = 0; i < found.gl_pathc; i++)
+        names += std::string(" ") + found.gl_pathv[i];
+    globfree(&found);
+    return names.empty() ? "no serial ports" : "the serial ports" + names;
+}
+
+// Why a port does not open, asked of the system itself: the library's code does not tell.
+static std::string PortAdvice(const std::string &port)
+{
+    if (port == "USB")
+        return "is the reader plugged in (lsusb -d 1bc3:0151), may this user open it (udev rule), "
+               "and is no other program holding it? A serial reader needs --port ttyS0";
+    const int descriptor = open(port.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    const int error = errno;
+    if (descriptor >= 0)
+    {
+        const bool isTerminal = isatty(descriptor) == 1;
+        close(descriptor);
+        return port + (isTerminal ? " opens, but its settings could not be changed"
+                                  : " is not a serial line");
+    }
+    if (error == ENOENT)
+        return "there is no " + port + "; this machine has " + SerialPortsHere();
+    if (error == EACCES)
+        return "this user may not open " + port + "; join the group that owns it (often dialout)";
+    return port + ": " + strerror(error);
+}
+
+bool Failed(const Options &options, Report *report, const char *call, int code)
+{
+    if (code == 0 && !IsCancelled())
+        return false;
+    if (IsCancelled())
+    {
+        report->cancelled = true;
+        return true;
+    }
+    Advice advice = FindAdvice(call, code, {options.port, ConfiguredCommandSet()});
+    if (code == -1000)
+        advice.advice = PortAdvice(options.port);
+    report->failure = Failure{call, code, ErrorText(code), advice.meaning, advice.advice};
+    return true;
+}
+
+// ---- Connection ----
+
+void WithReader(const Options &options, Report *report, const std::function<void()> &work)
+{
+    const sigset_t signals = CancelSignals();
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    const int signalDescriptor = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+    const int stopDescriptor = eventfd(0, EFD_CLOEXEC);
+    std::thread watch(WatchForCancel, signalDescriptor, stopDescriptor);
+
+    if (options.port != "USB")
+        GSetComName(kSerialPort, options.port.c_str());
+    BO_SetSlot(options.slot);
+    const int port = options.port == "USB" ? 0 : kSerialPort;
+    if (!Failed(options, report, "BO_Open", BO_Open(port, options.baud, kNoPassThrough)))
+        work();
+
+    // The watch ends first: a cancel repeated into the close would cut off the reader's answers.
+    eventfd_write(stopDescriptor, 1);
+    watch.join();
+    BO_Close();
+    close(stopDescriptor);
+    close(signalDescriptor);
+}
+
+} // namespace tool
