@@ -30,8 +30,8 @@ struct RunningReader;
 // Opens a pseudo-terminal and serves it from a thread. Null and an error text when it cannot.
 RunningReader *StartReader(const ReaderOptions &options, std::string *error);
 
-// The same reader on any other line: what it answers goes to `send`, from the calling thread of
-// GiveBytes or from the reader's own thread. What the host wrote is handed in with GiveBytes.
+// The same reader on any other line: what it answers goes to `send`, called by the reader's own
+// thread. What the host wrote is handed in with GiveBytes, by any thread.
 using SendBytes = std::function<void(const uint8_t *bytes, size_t count)>;
 RunningReader *StartReaderOnLine(const ReaderOptions &options, SendBytes send, std::string *error);
 void GiveBytes(RunningReader *reader, const uint8_t *bytes, size_t count);

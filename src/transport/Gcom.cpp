@@ -3,13 +3,14 @@
 #include "vantor/transport.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/select.h>
 #include <unistd.h>
+
+#include "support/fixed_text.h"
 
 namespace
 {
@@ -109,7 +110,7 @@ int GSetComName(int index, const char *path)
 {
     if (index < 0 || index >= kComNames || path == nullptr)
         return -99;
-    std::snprintf(g_szComName[index], sizeof(g_szComName[index]), "%s", path);
+    CopyText(g_szComName[index], sizeof(g_szComName[index]), path);
     return 0;
 }
 

@@ -38,8 +38,8 @@ void DC_SetInterfaceType(DEVCONTEXT *deviceContext, const char *interfaceType)
     // reads the field compares at most 16 characters.
     const size_t size = sizeof(deviceContext->interfaceType);
     const size_t length = strnlen(interfaceType, size);
-    std::memset(deviceContext->interfaceType, 0, size);
-    std::memcpy(deviceContext->interfaceType, interfaceType, length);
+    std::memmove(deviceContext->interfaceType, interfaceType, length); // may be the field itself
+    std::memset(deviceContext->interfaceType + length, 0, size - length);
 }
 
 char *DC_GetInterfaceType(DEVCONTEXT *deviceContext)

@@ -89,6 +89,18 @@ TEST(InitConnect, ARefusalGives1001)
                   CALL(reader.library, BO_InitConnect)(3, 9600, 0, 0, 0, info.bytes, &info.length));
 }
 
+TEST(InitConnect, OnAnOpenDeviceItTestsAndClosesThatOne)
+{
+    ScriptedReader reader;
+    reader.script.Exchange(kAskInfo, kInfo);
+    reader.PlugAndOpen();
+    Info info;
+    // Port and speed are not looked at: the device is open.
+    EXPECT_EQ(0, CALL(reader.library, BO_InitConnect)(9, 9600, 0, 0, 0, info.bytes, &info.length));
+    EXPECT_EQ("VM-1", info.Text());
+    EXPECT_EQ(0u, VARIABLE(reader.library, context).isOpen);
+}
+
 TEST(InitConnect, ADeviceThatCannotBeOpenedGivesItsCode)
 {
     HostLibrary library;
@@ -162,6 +174,17 @@ TEST(Open, SendsNothingWhenTheSpeedsAgree)
     reader.Finish();
     EXPECT_NE(std::string::npos, reader.Log().find("Info:iBaud = 9600, iDevBaud = 9600\r\n"));
     EXPECT_EQ(std::string::npos, reader.Log().find("context.refCnt"));
+}
+
+TEST(Open, WithoutAConfiguredSpeedItMovesTo9600)
+{
+    ScriptedReader reader("[devcfg]\nIccmd=0\n[log]\nloglevel=1\n");
+    reader.script.rows.push_back({"6002BB00D9" ETX, "60010061" ETX});
+    reader.script.rows.push_back({"6002BB01D8" ETX, "60010061" ETX});
+    reader.Plug();
+    EXPECT_EQ(0, CALL(reader.library, BO_Open)(3, 19200, 0));
+    EXPECT_EQ(9600u, VARIABLE(reader.library, context).parameters.com.comBaud);
+    EXPECT_EQ(0, CALL(reader.library, BO_Close)());
 }
 
 TEST(Open, AReaderThatRefusesTheSpeedDoesNotStopTheOpen)
@@ -355,6 +378,14 @@ TEST(ChangeMode, GoesThroughTheReaderWhenIdChangeIs1)
     for (int mode : {0, 1, 2, 3})
         EXPECT_EQ(0, CALL(reader.library, BO_ChangeMode)(mode));
     EXPECT_EQ(0, CALL(reader.library, BO_ChangeMode)(-1));
+}
+
+TEST(ChangeMode, WithoutAConfiguredWayItGoesThroughTheReader)
+{
+    ScriptedReader reader("[devcfg]\nIccmd=0\n[log]\nloglevel=1\n");
+    reader.script.rows.push_back({ESC "$B0", "ok"});
+    reader.PlugAndOpen();
+    EXPECT_EQ(0, CALL(reader.library, BO_ChangeMode)(0));
 }
 
 TEST(ChangeMode, TheModeIsPassedAsAByte)

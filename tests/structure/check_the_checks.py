@@ -10,25 +10,27 @@ import check_exports  # noqa: E402
 import check_layers  # noqa: E402
 
 
-def tree(files):
-    root = pathlib.Path(tempfile.mkdtemp())
-    for name, text in files.items():
-        (root / name).parent.mkdir(parents=True, exist_ok=True)
-        (root / name).write_text(text)
-    return root
+def layer_problems(files):
+    with tempfile.TemporaryDirectory() as directory:
+        root = pathlib.Path(directory)
+        for name, text in files.items():
+            (root / name).parent.mkdir(parents=True, exist_ok=True)
+            (root / name).write_text(text)
+        return check_layers.problems_in(root)[0]
 
 
 def main():
-    upward = tree({"src/link/a.cpp": '#include "ops/b.h"\n', "src/ops/b.h": "\n"})
-    assert check_layers.problems_in(upward)[0], "an include upward"
-    public = tree({"src/transport/a.cpp": '#include "vantor/business.h"\n'})
-    assert check_layers.problems_in(public)[0], "a public header of a floor above"
-    whole = tree({"src/ops/a.cpp": "#include <vantor.h>\n"})
-    assert check_layers.problems_in(whole)[0], "the host's header below the top floor"
-    shared = tree({"vreader/a.cpp": '#include "link/frame.h"\n'})
-    assert check_layers.problems_in(shared)[0], "the virtual reader using library code"
-    downward = tree({"src/api/a.cpp": '#include "ops/b.h"\n#include <vector>\n'})
-    assert not check_layers.problems_in(downward)[0], "an include downward is right"
+    for what, files in (
+            ("an include upward", {"src/link/a.cpp": '#include "ops/b.h"\n'}),
+            ("a public header of a floor above", {"src/ops/a.cpp": "#include <vantor/pboc.h>\n"}),
+            ("the host's header below the top floor", {"src/ops/a.cpp": "#include <vantor.h>\n"}),
+            ("a way around by the parent directory", {"src/link/a.cpp": '#include "../ops/b.h"\n',
+                                                      "src/ops/b.h": "\n"}),
+            ("a file deeper in a floor", {"src/link/deep/a.cpp": '#include "ops/b.h"\n'}),
+            ("the virtual reader using library code", {"vreader/a.cpp": '#include "link/b.h"\n'}),
+            ("the same by its path", {"vreader/a.cpp": '#include "../src/link/b.h"\n'})):
+        assert layer_problems(files), what
+    assert not layer_problems({"src/api/a.cpp": '#include "ops/b.h"\n#include <vector>\n'})
 
     assert check_exports.differences([("a", ["x", "y"]), ("b", ["x"])]) == ["b lacks y"]
     assert check_exports.differences([("a", ["x", "x"]), ("b", ["x"])]) == ["a names x twice"]

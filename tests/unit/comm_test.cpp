@@ -186,6 +186,7 @@ TEST(CommOpen, PortsWithoutATableEntryCannotBeOpened)
     {
         DEVCONTEXT record = Typed("com");
         DC_SetCOMParams(&record, port, 9600);
+        EXPECT_EQ(reinterpret_cast<intptr_t>(COM_open(&record)), -2) << port;
         EXPECT_EQ(COMM_Open(&record), -2) << port;
         EXPECT_EQ(record.isOpen, 0u);
         EXPECT_EQ(record.refCnt, 0u);

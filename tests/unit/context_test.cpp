@@ -111,6 +111,16 @@ TEST(Context, InterfaceTypeLongerThanItsFieldIsCut)
     EXPECT_EQ(record.parameters.com.comBaud, 9600u);
 }
 
+TEST(Context, InterfaceTypeMayBeSetToItself)
+{
+    DEVCONTEXT record = Zeroed();
+    DC_SetInterfaceType(&record, "com");
+    DC_SetInterfaceType(&record, DC_GetInterfaceType(&record));
+    EXPECT_STREQ(DC_GetInterfaceType(&record), "com");
+    DC_SetInterfaceType(&record, record.interfaceType + 1);
+    EXPECT_EQ(std::memcmp(record.interfaceType, "om\0\0", 4), 0);
+}
+
 TEST(Context, ComParametersTakeThePortFirst)
 {
     DEVCONTEXT record = Zeroed();

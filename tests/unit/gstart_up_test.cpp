@@ -113,6 +113,30 @@ TEST_F(StartUp, LogGoesIntoTodaysFileOfTheLogDirectory)
     EXPECT_TRUE(fs::exists(logs + "/" + before) || fs::exists(logs + "/" + after));
 }
 
+TEST_F(StartUp, LogFileKeepsTheDayOfTheLoading)
+{
+    Configure("[log]\nloglevel=2\n");
+    EXPECT_EQ(0, ResultInChild(
+                     [&]
+                     {
+                         setenv("TZ", "EARLY12", 1);
+                         tzset();
+                         const std::string day = TodaysName();
+                         PrepareSupport(library.c_str());
+                         if (TodaysName() != day) // midnight, of all moments
+                             return 0;
+                         setenv("TZ", "LATE-12", 1); // a day later
+                         tzset();
+                         if (TodaysName() == day || GLogI("past midnight\r\n") != 0)
+                             return 1;
+                         const fs::directory_iterator first(logs);
+                         return first->path().filename() == day &&
+                                        std::distance(first, fs::directory_iterator()) == 1
+                                    ? 0
+                                    : 2;
+                     }));
+}
+
 TEST_F(StartUp, LogDirectoryIsMadeForEverybody)
 {
     const mode_t before = umask(0);

@@ -117,6 +117,11 @@ struct FailingStep
     int after;
 };
 
+void PrintTo(const FailingStep &step, std::ostream *out)
+{
+    *out << step.name;
+}
+
 struct HidFailingOpen : UsbBench, testing::WithParamInterface<FailingStep>
 {
 };

@@ -225,6 +225,11 @@ struct TextCase
     const wchar_t *text;
 };
 
+void PrintTo(const TextCase &text, std::ostream *out)
+{
+    *out << text.name;
+}
+
 struct HidTextDecoding : UsbBench, testing::WithParamInterface<TextCase>
 {
 };

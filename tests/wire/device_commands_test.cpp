@@ -345,6 +345,42 @@ TEST(DeviceCommands, ResetAndBaudWaitAHundredMilliseconds)
     EXPECT_LT(GetTickCount() - middle, 3000U);
 }
 
+TEST(DeviceCommands, TheOthersTakeTheCallersTimeout)
+{
+    const struct
+    {
+        std::string command;
+        int (*call)(DEVCONTEXT *device);
+    } rows[] = {
+        {"60028100E3" ETX,
+         [](DEVCONTEXT *device)
+         {
+             unsigned char info[256];
+             uint32_t length = 0;
+             return IC_GetDevInfo(device, info, &length, 30);
+         }},
+        {"6001F190" ETX,
+         [](DEVCONTEXT *device)
+         {
+             unsigned char info[256];
+             int32_t length = 0;
+             return IC_GetDevAllInfo(device, info, &length, 30);
+         }},
+        {"6021F2" + std::string(64, '0') + "B3" ETX,
+         [](DEVCONTEXT *device) { return IC_SetDevSn(device, Bytes(""), 0, 30); }},
+        {STX "0005311300000022" ETX,
+         [](DEVCONTEXT *device) { return IC_Beep(device, 0, 0, 0, 30); }},
+    };
+    for (const auto &row : rows)
+    {
+        SCOPED_TRACE(row.command);
+        const uint64_t start = GetTickCount();
+        EXPECT_EQ(Call("", row.command, "", row.call), -74);
+        EXPECT_GE(GetTickCount() - start, 30U);
+        EXPECT_LT(GetTickCount() - start, 900U);
+    }
+}
+
 TEST(DeviceCommands, AnswersTakeUpTo124PayloadBytes)
 {
     const std::string most = "607C" + std::string(248, '0') + "00" ETX;

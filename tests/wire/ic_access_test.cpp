@@ -286,14 +286,42 @@ TEST(IcAccess, FramingIsReadAfreshAtEveryCall)
 
 TEST(IcAccess, TimeoutIsHandedToTheLink)
 {
-    GoldenLine line{{"6001D1B0" ETX, ""}};
-    LineHost host(line, "");
-    Room room;
-    uint32_t length = kUntouched;
-    const uint64_t start = GetTickCount();
-    EXPECT_EQ(IC_RFPowerOn(&host.device, room.Data(), &length, 30), -74);
-    EXPECT_GE(GetTickCount() - start, 30U);
-    EXPECT_LT(GetTickCount() - start, 2000U);
+    const struct
+    {
+        const Subject &subject;
+        int (*call)(DEVCONTEXT *device, unsigned char *data, uint32_t *length, uint32_t timeoutMs);
+    } rows[] = {
+        {kPowerOn, IC_PowerOn},
+        {kRfPowerOn, IC_RFPowerOn},
+        {kPowerOff, [](DEVCONTEXT *device, unsigned char *, uint32_t *, uint32_t timeoutMs)
+         { return IC_PowerOff(device, timeoutMs); }},
+        {kRfPowerOff, [](DEVCONTEXT *device, unsigned char *, uint32_t *, uint32_t timeoutMs)
+         { return IC_RFPowerOff(device, timeoutMs); }},
+        {kApdu,
+         [](DEVCONTEXT *device, unsigned char *data, uint32_t *length, uint32_t timeoutMs) {
+             return IC_APDU(device, Bytes(kChallenge), Length(kChallenge), data, length, timeoutMs);
+         }},
+        {kRfApdu,
+         [](DEVCONTEXT *device, unsigned char *data, uint32_t *length, uint32_t timeoutMs) {
+             return IC_RFAPDU(device, Bytes(kChallenge), Length(kChallenge), data, length,
+                              timeoutMs);
+         }},
+        {kCardDetect, [](DEVCONTEXT *device, unsigned char *, uint32_t *length, uint32_t timeoutMs)
+         { return IC_CardDetect(device, 0xFF, reinterpret_cast<int32_t *>(length), timeoutMs); }},
+    };
+    for (const auto &row : rows)
+    {
+        SCOPED_TRACE(row.subject.name);
+        GoldenLine line{{row.subject.unionForm, ""}};
+        LineHost host(line, "Iccmd=1\n");
+        Room room;
+        uint32_t length = kUntouched;
+        const uint64_t start = GetTickCount();
+        EXPECT_EQ(row.call(&host.device, room.Data(), &length, 30), -74);
+        EXPECT_GE(GetTickCount() - start, 30U);
+        EXPECT_LT(GetTickCount() - start, 900U);
+        EXPECT_EQ(length, kUntouched);
+    }
 }
 
 TEST(IcAccess, NullOutputsAreSkipped)

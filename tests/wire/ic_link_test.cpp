@@ -239,6 +239,21 @@ TEST(UnionExchange, RoomOf256BytesTakes124PayloadBytesAndNotOneMore)
     EXPECT_EQ(SendUnion(&host, kUnionInfo, &room, 256), -22);
 }
 
+TEST(IcExchange, EmptyPayloadTooNeedsRoomForItsWireForm)
+{
+    GoldenLine line{{kInfoKrel, "600060" ETX},
+                    {kInfoKrel, "600060" ETX},
+                    {kInfoUnion, STX "000000" ETX},
+                    {kInfoUnion, STX "000000" ETX}};
+    LineHost host(line, "");
+    Room room;
+    EXPECT_EQ(SendKrel(&host, kInfo, &room, 6), -22);
+    EXPECT_EQ(SendKrel(&host, kInfo, &room, 7), 0);
+    EXPECT_EQ(SendUnion(&host, kUnionInfo, &room, 7), -22);
+    EXPECT_EQ(SendUnion(&host, kUnionInfo, &room, 8), 0);
+    EXPECT_EQ(room.Hex(1), "EE ");
+}
+
 TEST(IcExchange, BadArgumentsAreRefusedBeforeTheDeviceIsOpened)
 {
     LineHost host(kNoTerminal, "");

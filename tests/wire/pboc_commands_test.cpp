@@ -162,12 +162,28 @@ TEST_F(Card, CommandAndResponseAreLoggedInHex)
               own);
 }
 
+TEST_F(Card, AFailedExchangeIsLoggedWithAnEmptyResponse)
+{
+    GSetLogLevel(2);
+    script.ApduFails("00A4040000", "FB");
+    EXPECT_EQ(-4005, Send("00A4040000"));
+    EXPECT_NE(std::string::npos, log.Lines().find("Info:PBOC_IcAPDU szOutData = \r\n"));
+}
+
 TEST_F(Card, Status61FetchesTheResponse)
 {
     const std::string fci = Bytes(28) + "9000";
     script.Apdu("00A4040000", "611C").Apdu("00C000001C", fci);
     EXPECT_EQ(0, Send("00A4040000"));
     EXPECT_EQ(fci, Given());
+}
+
+TEST_F(Card, AFollowUpGoesToTheSameInterface)
+{
+    script.contactless = true;
+    script.Apdu("00A4040000", "6102").Apdu("00C0000002", "6C03").Apdu("00C0000003", "AABB9000");
+    EXPECT_EQ(0, Send("00A4040000", 1));
+    EXPECT_EQ("AABB9000", Given());
 }
 
 TEST_F(Card, Status6CRepeatsTheCommandWithTheRightLength)

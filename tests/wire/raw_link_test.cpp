@@ -171,6 +171,16 @@ TEST(RawToMarker, TimeoutGivesWhatCameAndNothingGivesMinus62)
     EXPECT_EQ(SendMarked(&host, "b", &room, 256, kTrackEnd, 20), -62);
 }
 
+TEST(RawToMarker, FailedReadIsReturnedWhateverTheRoomAndLeavesIt)
+{
+    GoldenLine line{{"abc", ""}, {"abc", ""}};
+    LineHost host(line, "");
+    Room room;
+    EXPECT_EQ(SendMarked(&host, "abc", &room, 256, kTrackEnd, 20), -62);
+    EXPECT_EQ(SendMarked(&host, "abc", &room, 2, kTrackEnd, 20), -62);
+    EXPECT_EQ(room.Hex(1), "EE ");
+}
+
 TEST(RawToMarker, CancelGivesMinus125)
 {
     GoldenLine line{{"a", ""}};

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <dlfcn.h>
 #include <functional>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
+#include <sys/select.h>
 #include <sys/syscall.h>
 #include <thread>
 
@@ -16,6 +18,21 @@
 using testing_support::Bytes;
 using testing_support::PtyLine;
 using testing_support::SystemCallsOf;
+
+namespace
+{
+
+std::vector<timeval> *g_waits = nullptr; // where the waits of select are noted, when it is set
+
+} // namespace
+
+extern "C" int select(int count, fd_set *readable, fd_set *writable, fd_set *failed, timeval *limit)
+{
+    static const auto real = reinterpret_cast<decltype(&select)>(dlsym(RTLD_NEXT, "select"));
+    if (g_waits != nullptr)
+        g_waits->push_back(*limit);
+    return real(count, readable, writable, failed, limit);
+}
 
 namespace
 {
@@ -160,6 +177,24 @@ TEST_F(ReadLoop, AWaitingAnswerIsReadWithOneSelectAndOneRead)
     EXPECT_EQ(calls[0], SYS_pselect6);
 #endif
     EXPECT_EQ(calls[1], SYS_read);
+}
+
+TEST_F(ReadLoop, EachStepWaitsTenMicrosecondsAlsoWhenTheAnswerIsLate)
+{
+    std::vector<timeval> waits;
+    waits.reserve(100000);
+    g_waits = &waits;
+    EXPECT_EQ(Read(64, 20, NeverEnds), -62);
+    EXPECT_EQ(Read(64, 777, nullptr), -62); // without an end test the one step has it all
+    g_waits = nullptr;
+    ASSERT_GE(waits.size(), 2u);
+    EXPECT_EQ(waits.back().tv_usec, 777);
+    waits.pop_back();
+    for (const timeval &wait : waits)
+    {
+        EXPECT_EQ(wait.tv_sec, 0);
+        EXPECT_EQ(wait.tv_usec, 10);
+    }
 }
 
 TEST_F(ReadLoop, TheEndTestIsAskedTwiceAfterEachStep)

@@ -53,9 +53,11 @@ TEST(VantorOpen, BadPortOrBaudIsRefusedWithAClearedContext)
     LineHost host(kNoTerminal, "");
     EXPECT_EQ(Vantor_Open(&host.device, kPort, 230400, 0), -22);
     EXPECT_STREQ(DC_GetInterfaceType(&host.device), "");
+    g_Bp = 1;
     EXPECT_EQ(Vantor_Open(&host.device, kPort, 115201, 0), -22);
     EXPECT_EQ(Vantor_Open(&host.device, 256, 9600, 0), -22);
     EXPECT_EQ(Vantor_Open(&host.device, -1, 9600, 0), -22);
+    EXPECT_EQ(g_Bp, 1); // refused before the pass-through port is looked at
     EXPECT_EQ(Vantor_Open(&host.device, 255, 9600, 0),
               -2); // a port, though none that can be opened
     EXPECT_EQ(Vantor_Open(&host.device, kPort, 115200, 0), -2);

@@ -80,6 +80,15 @@ TEST(SerialPorts, APathOfSixtyThreeCharactersFitsAndALongerOneIsCut)
     EXPECT_STREQ(g_szComName[5], "next");
 }
 
+TEST(SerialPorts, APathMayComeFromTheTableItself)
+{
+    EXPECT_EQ(GSetComName(4, "/dev/ttyUSB0"), 0);
+    EXPECT_EQ(GSetComName(4, g_szComName[4]), 0);
+    EXPECT_STREQ(g_szComName[4], "/dev/ttyUSB0");
+    EXPECT_EQ(GSetComName(4, g_szComName[4] + 5), 0);
+    EXPECT_STREQ(g_szComName[4], "ttyUSB0");
+}
+
 TEST(SerialPorts, IndexesOutsideTheTableAreRefused)
 {
     for (const int index : {-1, 16, 17, 255, 2147483647, -2147483647 - 1})

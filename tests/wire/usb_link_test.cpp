@@ -28,6 +28,7 @@ struct Channel
     std::deque<std::string> answers;  // one a read
     std::vector<int> waits;           // milliseconds of each read
     bool failsWrites = false;
+    int room = 100000; // bytes the reader still takes
     uint16_t vid = 0;
     uint16_t pid = 0;
 };
@@ -77,10 +78,12 @@ int hid_write_modeid(hid_device *, const unsigned char *data, int length, unsign
 {
     if (channel.failsWrites)
         return -1;
-    const int count = std::min(length, 62);
-    channel.written.push_back(
-        std::to_string(modeId) + ":" +
-        std::string(reinterpret_cast<const char *>(data), static_cast<size_t>(count)));
+    const int count = std::min({length, 62, channel.room});
+    channel.room -= count;
+    if (count > 0)
+        channel.written.push_back(
+            std::to_string(modeId) + ":" +
+            std::string(reinterpret_cast<const char *>(data), static_cast<size_t>(count)));
     return count;
 }
 
@@ -205,6 +208,50 @@ TEST_F(UsbLink, WithoutACompleteWriteNoAnswerIsLogged)
     EXPECT_NE(lines.find("):Send szPackage: 363030313831453003\r\n"), std::string::npos);
     EXPECT_NE(lines.find("):Send Cmd: a\r\n"), std::string::npos);
     EXPECT_EQ(lines.find("Read Pack"), std::string::npos);
+}
+
+TEST_F(UsbLink, WriteThatStopsHalfWayIsNotReadAfter)
+{
+    Room room;
+    channel.answers = {"6003009000F3" ETX};
+    channel.room = 5;
+    EXPECT_EQ(KrelIc_SendCmd(&device, Bytes("\x81"), 1, room.Data(), 256, 20), -74);
+    channel.room = 5;
+    EXPECT_EQ(Union_SendCmd(&device, Bytes("1"), 1, room.Data(), 256, 20), -74);
+    channel.room = 2;
+    EXPECT_EQ(RAWL_SendCmd(&device, Bytes("abc"), 3, room.Data(), 256, 2, 20), 2);
+    EXPECT_EQ(room.Hex(1), "EE ");
+    channel.room = 2; // here the written count stands for the answer's
+    EXPECT_EQ(RAWC_SendCmd(&device, Bytes("abc"), 3, room.Data(), 256, "rp/q", 20), 2);
+    EXPECT_EQ(room.Hex(3), "00 00 EE ");
+    EXPECT_EQ(channel.waits, std::vector<int>{});
+}
+
+TEST_F(UsbLink, ReaderThatTakesNothingEndsEachWriteWithItsTimeout)
+{
+    Room room;
+    channel.room = 0;
+    const auto expectToLast = [](uint64_t milliseconds, int result, const auto &call)
+    {
+        const uint64_t start = GetTickCount();
+        EXPECT_EQ(call(), result);
+        const uint64_t elapsed = GetTickCount() - start;
+        EXPECT_GE(elapsed, milliseconds);
+        EXPECT_LT(elapsed, 3000U);
+    };
+    const unsigned char *command = Bytes("\x81");
+    unsigned char *answer = room.Data();
+    expectToLast(30, -74, [&] { return KrelIc_SendCmd(&device, command, 1, answer, 256, 30); });
+    expectToLast(30, -74, [&] { return Union_SendCmd(&device, command, 1, answer, 256, 30); });
+    expectToLast(30, -62, [&] { return RAWL_SendCmd(&device, command, 1, answer, 256, 2, 30); });
+    expectToLast(30, -62,
+                 [&] { return RAWC_SendCmd(&device, command, 1, answer, 256, "rp/q", 30); });
+    expectToLast(30, -62, [&] { return Vantor_Reset(&device, 30); });
+    expectToLast(100, 0, [&] { return Vantor_ChangeMode(&device, 0); });
+    ASSERT_EQ(COMM_Open(&device), 0);
+    expectToLast(100, 0, [&] { return Vantor_SetBpPort(&device, '1'); });
+    expectToLast(100, 0, [&] { return Vantor_Close(&device); });
+    Expect({});
 }
 
 TEST_F(UsbLink, FixedLengthAnswerIsOneReadOfTheWholeTimeout)

@@ -1,5 +1,5 @@
 // Commands and status words in words, for traces. Names as in ISO 7816-4, EMV book 3 and the PBOC
-// debit/credit, electronic purse and deposit specifications.
+// debit/credit, electronic purse and deposit standards.
 #include "vreader/cards/command.h"
 #include "vreader/cards/tlv.h"
 

@@ -9,7 +9,7 @@ namespace vreader
 namespace
 {
 
-// Tags as ISO 7816-4, EMV book 1 and the PBOC debit/credit specification number them.
+// Tags as ISO 7816-4, EMV book 1 and the PBOC debit/credit standard number them.
 constexpr Tag kFciTemplate = 0x6F;
 constexpr Tag kFciProprietary = 0xA5;
 constexpr Tag kFciDiscretionary = 0xBF0C;

@@ -199,6 +199,7 @@ TEST_F(UsbHost, AProcessThatExitsWithTheDeviceOpenEndsCleanly)
             alarm(60);
             if (CALL(*library, BO_Open)(0, 9600, 0) != 0 || reader->reader == nullptr)
                 _exit(1);
+            std::filesystem::remove_all(library->directory.path);
             exit(23);
         },
         testing::ExitedWithCode(23), "");
