@@ -239,7 +239,7 @@ TEST_F(UsbLink, ReaderThatTakesNothingEndsEachWriteWithItsTimeout)
         EXPECT_GE(elapsed, milliseconds);
         EXPECT_LT(elapsed, 3000U);
     };
-    const unsigned char *command = Bytes("\x81");
+    const unsigned char command[] = {0x81};
     unsigned char *answer = room.Data();
     expectToLast(30, -74, [&] { return KrelIc_SendCmd(&device, command, 1, answer, 256, 30); });
     expectToLast(30, -74, [&] { return Union_SendCmd(&device, command, 1, answer, 256, 30); });
