@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -10,12 +11,14 @@
 
 #include "apdu_input.h"
 #include "commands.h"
+#include "session.h"
 
 namespace tool
 {
 
 // The library's table of port names holds 63 characters and a NUL.
 static const size_t kMostPortCharacters = 63;
+static const size_t kMostScriptBytes = 4 * 1024 * 1024; // a device such as /dev/zero has no end
 
 static const char kExamples[] = R"(Examples:
   vantor info                                    the reader on USB
@@ -109,7 +112,11 @@ static bool ReadAll(FILE *file, std::string *text)
 {
     char part[4096];
     for (size_t count; (count = fread(part, 1, sizeof part, file)) > 0;)
+    {
         text->append(part, count);
+        if (text->size() > kMostScriptBytes)
+            return false;
+    }
     return ferror(file) == 0; // a directory opens, but does not read
 }
 
@@ -130,7 +137,7 @@ static std::string CheckApdus(Arguments *arguments)
     if (!arguments->script.empty() && arguments->script != "-")
     {
         if (!ReadScript(arguments->script, &script))
-            return "cannot read the script " + arguments->script;
+            return "cannot read the script " + arguments->script + " (at most 4 MiB)";
         AddScript(&input, script, arguments->script);
     }
     bool fromInput = arguments->script == "-" ||
@@ -144,7 +151,7 @@ static std::string CheckApdus(Arguments *arguments)
     }
     script.clear();
     if (fromInput && !ReadAll(stdin, &script))
-        return "cannot read standard input";
+        return "cannot read standard input (at most 4 MiB)";
     AddScript(&input, script, "standard input");
     if (!input.error.empty())
         return input.error;
@@ -315,6 +322,7 @@ static int Run(int count, char **words)
     Report report;
     report.json = json;
     report.command = chosen.name;
+    GiveLogAPlace();
     chosen.command(arguments.options, &report);
     return Finish(report);
 }
@@ -323,5 +331,8 @@ static int Run(int count, char **words)
 
 int main(int count, char **words)
 {
+    // Who reads the output may leave early (| head): the card is powered off and the port closed
+    // all the same.
+    std::signal(SIGPIPE, SIG_IGN);
     return tool::Run(count, words);
 }

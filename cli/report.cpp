@@ -1,6 +1,8 @@
 #include "report.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 namespace tool
 {
@@ -48,6 +50,15 @@ static void PrintFailure(const Report &report)
         fprintf(stderr, "try: %s\n", failure.advice.c_str());
 }
 
+// A result that nobody got, on a full disk or in a closed pipe, is none.
+static bool OutputIsLost()
+{
+    if (fflush(stdout) == 0 && ferror(stdout) == 0)
+        return false;
+    fprintf(stderr, "vantor: the output could not be written (%s)\n", strerror(errno));
+    return true;
+}
+
 int Finish(const Report &report)
 {
     const bool ok = !report.cancelled && !report.failure;
@@ -63,7 +74,7 @@ int Finish(const Report &report)
         fflush(stdout);
         PrintFailure(report);
     }
-    return ok ? kDone : kFailed;
+    return !OutputIsLost() && ok ? kDone : kFailed;
 }
 
 int PrintWrongUse(bool json, const std::string &message)

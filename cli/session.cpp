@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <glob.h>
 #include <mutex>
@@ -58,6 +59,28 @@ std::string SettingsPath()
     return path + "/config.ini";
 }
 
+// The library waits for ever at its second log line when the first could not be written, such as
+// for a user who may not write beside an installed library: it gets another place to write to.
+void GiveLogAPlace()
+{
+    const std::string settings = SettingsPath();
+    const std::string directory = settings.substr(0, settings.rfind('/')) + "/log";
+    const time_t now = time(nullptr);
+    struct tm local = {};
+    localtime_r(&now, &local);
+    char name[32];
+    strftime(name, sizeof name, "/qz_%Y%m%d.log", &local);
+    const std::string file = directory + name;
+    const bool isThere = access(file.c_str(), F_OK) == 0;
+    const bool writable = isThere ? access(file.c_str(), R_OK | W_OK) == 0
+                                  : access(directory.c_str(), W_OK | X_OK) == 0;
+    if (writable)
+        return;
+    GSetLogFilePath("/dev/null");
+    fprintf(stderr, "note: no log is written, %s does not let this user\n",
+            (isThere ? file : directory).c_str());
+}
+
 // ---- Ctrl-C ----
 
 static sigset_t CancelSignals()
@@ -66,7 +89,9 @@ static sigset_t CancelSignals()
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
-    sigaddset(&signals, SIGHUP);
+    struct sigaction hangUp = {};
+    if (sigaction(SIGHUP, nullptr, &hangUp) != 0 || hangUp.sa_handler != SIG_IGN) // nohup
+        sigaddset(&signals, SIGHUP);
     return signals;
 }
 

@@ -29,5 +29,6 @@ std::string ErrorText(int code);
 // config.ini as the library sees it at this moment.
 int ConfiguredCommandSet();
 std::string SettingsPath();
+void GiveLogAPlace();
 
 } // namespace tool

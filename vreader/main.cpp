@@ -67,11 +67,20 @@ void DeclareOptions(CLI::App *app, CommandLine *line)
     app->add_flag("--quiet", line->quiet, "show no exchanges")->excludes(trace)->excludes(full);
 }
 
+// What was asked for must have arrived.
+int Printed()
+{
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
+        return kDone;
+    std::perror("vantor-reader: the output could not be written");
+    return kCannotStart;
+}
+
 int ListProfiles()
 {
     for (const vreader::BuiltInProfile &profile : vreader::BuiltInProfiles())
         std::printf("%-28s %s\n", profile.name.c_str(), profile.description.c_str());
-    return kDone;
+    return Printed();
 }
 
 int PrintProfile(const std::string &name)
@@ -84,7 +93,7 @@ int PrintProfile(const std::string &name)
         return kCannotStart;
     }
     std::fwrite(text->data(), 1, text->size(), stdout);
-    return kDone;
+    return Printed();
 }
 
 // A reader that can show nothing any more, since what read its output has ended, ends as well.

@@ -107,6 +107,8 @@ bool SetLink(RunningReader *running, const std::string &path, std::string *error
 void QueueItem(RunningReader *running, const WireItem &item, TimePoint now); // under the lock
 void SendDueAnswers(RunningReader *running, TimePoint now);                  // without it
 void DropAnswers(RunningReader *running);
+// The rest of an answer whose host has gone is not for the next one. Under the lock.
+void DropStartedAnswer(RunningReader *running);
 
 // control.cpp
 std::string RunControl(RunningReader *running, const std::string &line);

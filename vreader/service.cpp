@@ -129,7 +129,10 @@ void ServeBytes(RunningReader *running, TimePoint now)
     while (NextItem(&running->stream, &item))
         QueueItem(running, item, now);
     if (left && running->terminal.hosts <= 0 && running->arrivals.bytes.empty())
+    {
         ForgetHost(running);
+        DropStartedAnswer(running);
+    }
     running->bytesDone += bytes.size();
     running->hostLeft |= left;
 }

@@ -225,4 +225,18 @@ void DropAnswers(RunningReader *running)
     running->unsent = 0;
 }
 
+void DropStartedAnswer(RunningReader *running)
+{
+    if (running->outgoing.empty() || !running->outgoing.front().started)
+        return;
+    const Outgoing &answer = running->outgoing.front();
+    for (size_t piece = answer.piece; piece < answer.pieces.size(); ++piece)
+        running->unsent -= answer.pieces[piece].size();
+    running->unsent += answer.offset;
+    if (answer.newBaud != 0)
+        running->reader.baud = answer.newBaud;
+    running->outgoing.pop_front();
+    ++running->exchangesDone;
+}
+
 } // namespace vreader

@@ -11,7 +11,9 @@
 #endif
 
 #ifdef __cplusplus
-#define VANTOR_C_BEGIN extern "C" {
+#define VANTOR_C_BEGIN                                                                             \
+    extern "C"                                                                                     \
+    {
 #define VANTOR_C_END }
 /* In C++ the mangled name follows from the declaration itself. */
 #define VANTOR_CPP_SYMBOL(name)

@@ -67,8 +67,8 @@ extern VANTOR_API char g_IccAppData[8000];
  * At load PBOC_GetTagValue("\x9F\x02", 2, g_szTxData, g_iTxDataLen, ...) returns 7 and gives the
  * six bytes 00 00 00 00 00 12. */
 VANTOR_API int PBOC_GetTagValue(const unsigned char *tag, int tagLength,
-                                const unsigned char *buffer, int bufferLength,
-                                unsigned char *value, int32_t *valueLength);
+                                const unsigned char *buffer, int bufferLength, unsigned char *value,
+                                int32_t *valueLength);
 
 /* Overwrites, in place, the value of the first object that has the tag and whose length is exactly
  * valueLength; an object of the tag with another length is passed over. Returns 0, or -99 when

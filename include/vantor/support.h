@@ -3,8 +3,8 @@
  * Thread rule of this header: the log calls (GLogI, GLogE, GDbgPrintStr, _GAppendDataToLogFile)
  * and all calls of "Bytes" may run in any thread at any time; the paths and the log level are plain
  * variables without a lock, so set them before other threads start; two writes of settings at the
- * same time may lose one of them; reads beside a write are safe, unless the file has to be rewritten
- * in place because its directory may not be written.
+ * same time may lose one of them; reads beside a write are safe, unless the file has to be
+ * rewritten in place because its directory may not be written.
  *
  * Results are 0 or a positive count on success, unless a call says otherwise, and else one of
  *     -2    the log file could not be opened

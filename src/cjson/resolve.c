@@ -24,6 +24,7 @@ __attribute__((constructor(101))) static void ResolveCjson(void)
         slot++;
     }
     /* It stays mapped as long as this library needs it. Kept open it would never let go of us: its
-     * own calls are bound to our forwarders, and the last dlclose of a host would unload nothing. */
+     * own calls are bound to our forwarders, and the last dlclose of a host would unload nothing.
+     */
     dlclose(libcjson);
 }

@@ -137,3 +137,43 @@ TEST(ToolError, TellsAnInternalCodeFromAPublicOne)
     EXPECT_EQ(document.at("result").at("public_code"), -1004);
     EXPECT_EQ(document.at("result").at("text"), "读数据超时");
 }
+
+TEST(ToolOutput, ThatCannotBeWrittenIsAFailure)
+{
+    const ToolDirectory tool;
+    std::string command;
+    for (const std::string &word : tool.Command({"config", "get"}))
+        command += "'" + word + "' ";
+    const ChildResult full = RunChild({"/bin/sh", "-c", command + ">/dev/full"});
+    EXPECT_EQ(full.status, 1);
+    EXPECT_THAT(full.err, HasSubstr("the output could not be written"));
+}
+
+TEST(ToolOutput, OfAReaderThatLeftEarlyIsAFailureAndNoSignal)
+{
+    const ToolDirectory tool;
+    std::string command;
+    for (const std::string &word : tool.Command({"config", "get"}))
+        command += "'" + word + "' ";
+    // The loop ends when a writer in a shell of its own fails: then nobody reads any more.
+    const ChildResult broken =
+        RunChild({"/bin/sh", "-c",
+                  "{ while (echo) 2>/dev/null; do :; done; " + command + "; echo $? >&2; } | :"});
+    EXPECT_THAT(broken.err, HasSubstr("the output could not be written (Broken pipe)\n1\n"));
+}
+
+TEST(ToolScript, WithoutAnEndIsRefused)
+{
+    EXPECT_EQ(RunWrong({"ic", "apdu", "--script", "/dev/zero"}).status, 2);
+}
+
+TEST(ToolLog, ThatCannotBeWrittenKeepsTheToolGoing)
+{
+    const ToolDirectory tool;
+    const std::string log = tool.ConfigPath().substr(0, tool.ConfigPath().rfind('/')) + "/log";
+    ASSERT_EQ(RunChild({"/bin/sh", "-c", "rm -rf '" + log + "' && : >'" + log + "'"}).status, 0);
+    const ChildResult result = tool.Run({"--port", "nosuchport", "info"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("note: no log is written, "));
+    EXPECT_THAT(result.err, HasSubstr("BO_Open failed with -1000"));
+}

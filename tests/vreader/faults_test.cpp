@@ -164,6 +164,19 @@ TEST(Fault, FloodHasNoEnd)
     EXPECT_EQ(host.Exchange(kInformation), kInformationAnswer);
 }
 
+TEST(Fault, RestOfAFloodIsNotForTheNextHost)
+{
+    const Bench bench;
+    {
+        const Host host(bench.Name());
+        bench.Control("fault flood 1000000");
+        host.Write(kInformation);
+        EXPECT_NE(host.ReadSome(), "") << "the flood has begun";
+    }
+    EXPECT_EQ(bench.Control("wait closed"), "ok");
+    EXPECT_EQ(Host(bench.Name()).Exchange(kInformation), kInformationAnswer);
+}
+
 TEST(Fault, UnplugClosesTheLineInsteadOfAnAnswer)
 {
     const Bench bench;
