@@ -95,11 +95,39 @@ static sigset_t CancelSignals()
     return signals;
 }
 
-static bool HasSignal(int signalDescriptor)
+// The number of the signal that waits; 0 when none comes in time.
+static uint32_t TakeSignal(int signalDescriptor, int timeoutMs)
 {
+    pollfd wait = {signalDescriptor, POLLIN, 0};
     signalfd_siginfo information;
-    return read(signalDescriptor, &information, sizeof information) ==
-           static_cast<ssize_t>(sizeof information);
+    if (poll(&wait, 1, timeoutMs) <= 0 ||
+        read(signalDescriptor, &information, sizeof information) !=
+            static_cast<ssize_t>(sizeof information))
+        return 0;
+    return information.ssi_signo;
+}
+
+[[noreturn]] static void EndAtOnce()
+{
+    static const char kMessage[] = "\nended at once\n";
+    if (write(STDERR_FILENO, kMessage, sizeof kMessage - 1) < 0)
+        _exit(kFailed + 1);
+    _exit(kFailed);
+}
+
+// The first signal asks for a cancel, a second one for the end. The same signal twice in a moment
+// is one wish: timeout(1) sends it to its child and then to the child's group.
+static void TakeWish(int signalDescriptor)
+{
+    static const int kEchoMs = 50;
+    const uint32_t signal = TakeSignal(signalDescriptor, 0);
+    if (signal == 0)
+        return;
+    if (g_cancelled.exchange(true))
+        EndAtOnce();
+    const uint32_t next = TakeSignal(signalDescriptor, kEchoMs);
+    if (next != 0 && next != signal)
+        EndAtOnce();
 }
 
 // A cancel that comes between two reads, or just before a waiting loop clears its flag, is lost:
@@ -112,14 +140,8 @@ static void WatchForCancel(int signalDescriptor, int stopDescriptor)
     {
         if (poll(waits, 2, g_cancelled ? kRepeatMs : -1) < 0 && errno != EINTR)
             return;
-        if ((waits[0].revents & POLLIN) != 0 && HasSignal(signalDescriptor) &&
-            g_cancelled.exchange(true))
-        {
-            static const char kMessage[] = "\nended at once\n";
-            if (write(STDERR_FILENO, kMessage, sizeof kMessage - 1) < 0)
-                _exit(kFailed + 1);
-            _exit(kFailed);
-        }
+        if ((waits[0].revents & POLLIN) != 0)
+            TakeWish(signalDescriptor);
         if ((waits[1].revents & POLLIN) != 0)
             return;
         if (g_cancelled)

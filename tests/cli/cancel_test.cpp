@@ -37,6 +37,7 @@ TEST(ToolCancel, CtrlCEndsTheWaitAndClosesThePort)
         EXPECT_EQ(result.out, "");
         EXPECT_EQ(result.err, "cancelled\n");
         // The close has run: the reader is back at the rate at which it was found.
+        EXPECT_EQ(reader.Control("wait 3"), "ok");
         EXPECT_THAT(reader.Control("info"), HasSubstr("\"baud\":9600"));
     }
 }
@@ -66,6 +67,20 @@ TEST(ToolCancel, EndsAnExchangeThatIsUnderWay)
     kill(child.pid, SIGINT);
     const ChildResult result = WaitForChild(child);
     EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "cancelled\n");
+}
+
+TEST(ToolCancel, TheSameSignalTwiceAtOnceCountsOnce)
+{
+    const ToolDirectory tool;
+    const TestReader reader;
+    reader.Control("remove contact");
+    const std::vector<std::string> words =
+        tool.Command({"--port", reader.Port(), "--timeout", "0", "ic", "reset"});
+    std::vector<std::string> limited = {"/usr/bin/timeout", "2"}; // signals its child twice
+    limited.insert(limited.end(), words.begin(), words.end());
+    const ChildResult result = WaitForChild(StartChild(limited));
+    EXPECT_EQ(result.status, 124);
     EXPECT_EQ(result.err, "cancelled\n");
 }
 

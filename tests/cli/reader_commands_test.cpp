@@ -85,7 +85,8 @@ TEST(ToolInfo, TheLinesSpeedIsTheConfiguredOne)
     const ChildResult result = tool.Run({"--port", reader.Port(), "info"});
     EXPECT_EQ(result.status, 0);
     EXPECT_THAT(result.out, HasSubstr("Line speed      115200 baud\n"));
-    // Closing takes the reader back to the rate at which it was found.
+    // Closing takes the reader back to the rate at which it was found: the fourth exchange.
+    EXPECT_EQ(reader.Control("wait 4"), "ok");
     EXPECT_THAT(reader.Control("info"), HasSubstr("\"baud\":9600"));
 }
 
