@@ -1,4 +1,5 @@
-/* PBOC engine: TLV, data-object lists, application selection and reading.
+/* PBOC engine: TLV, data-object lists, application selection and reading, cryptograms, issuer
+ * authentication and issuer scripts.
  *
  * Bytes here are raw bytes, never text; lengths are in bytes. Results: 0 (or an offset) is success,
  * -99 is "not found", "malformed" or "the card answered with a failure status".
@@ -211,6 +212,97 @@ VANTOR_API int PBOC_GetAppData(DEVCONTEXT *deviceContext, int cardType, const un
  * with length 0 when the card's answer does not hold the tag. */
 VANTOR_API int PBOC_GetData(DEVCONTEXT *deviceContext, int cardType, const unsigned char *tag,
                             int tagLength, unsigned char *value, int32_t *valueLength);
+
+/* ---- Cryptograms and the issuer's answer ----
+ *
+ * The arguments and results of the commands are those of "Commands to the card" above: 0; -99 on
+ * another status than 9000, for data that do not fit a command (more than 255 bytes, a negative
+ * length, a null pointer with a length) and for a null output; 100 on 6283; or the code of the
+ * failed exchange. No command carries an Le, output areas hold VANTOR_PBOC_AREA_SIZE bytes and are
+ * left alone on failure. */
+
+/* GENERATE AC: 80 AE P1 00 Lc data.
+ *
+ *   referenceControl   P1, what is asked for: 0x80 an ARQC, 0x40 a TC, 0x00 an AAC, 0xC0 after a
+ *                      referral. The card may answer with less than it was asked for; which
+ *                      cryptogram it is stands in the high bits of the cryptogram information data
+ *   data, dataLength   what the card's CDOL1 or CDOL2 asks for
+ *   result             gets the value of tag 80 (format 1: cryptogram information data, two bytes
+ *                      of counter, eight of cryptogram, issuer application data), else the objects
+ *                      inside tag 77 (format 2: 9F27, 9F36, 9F26, 9F10 ...). At most 506 bytes
+ *   resultLength       gets its length; 0 when the card's value is empty
+ *
+ * Also returns -99 when the answer holds neither tag.
+ *
+ * The answer 80 12 80 0001 1122334455667788 07010103A00000 90 00 gives the 18 bytes behind 80 12.
+ */
+VANTOR_API int PBOC_GenerateAC(DEVCONTEXT *deviceContext, int cardType,
+                               unsigned char referenceControl, const unsigned char *data,
+                               int dataLength, unsigned char *result, int32_t *resultLength);
+
+/* Builds the data that go to the issuer from the card's answer to GENERATE AC and from g_szTxData:
+ * 9F26 9F27 9F10 9F37 9F36 95 9A 9C 9F02 5F2A 82 9F1A 9F03, in this order, every length one byte.
+ *
+ *   answer         what PBOC_GenerateAC gave, or the template 77 that a contactless card gave to
+ *                  GET PROCESSING OPTIONS; answerLength bytes. With a tag 9F26 in it, its 9F26,
+ *                  9F27, 9F10 and 9F36 are taken, each if it is there; without one it counts as a
+ *                  value of format 1
+ *   result         gets the objects; at most VANTOR_PBOC_AREA_SIZE bytes are written. With the
+ *                  stores as they are, a format 1 value of v bytes gives 66 + v (74 for the
+ *                  shortest of 11), a format 2 answer at most its own length and 54 more
+ *   resultLength   gets their length
+ *
+ * Returns 0, or -99 (nothing is written then) when the answer is neither format (less than 11 bytes
+ * and no 9F26), when one value has more than 255 bytes, or when the result does not fit.
+ *
+ * At load the answer of the example above gives 9F26 08 1122334455667788 9F27 01 80 9F10 07
+ * 07010103A00000 9F37 04 12345678 9F36 02 0001 95 05 ... 9F03 06 000000000000. */
+VANTOR_API int PBOC_BuildARQCBack(const unsigned char *answer, int answerLength,
+                                  unsigned char *result, int32_t *resultLength);
+
+/* EXTERNAL AUTHENTICATE, 00 82 00 00 Lc data: the issuer authentication data, the value of tag 91
+ * (eight bytes of cryptogram, two of response code). */
+VANTOR_API int PBOC_ExternalAuth(DEVCONTEXT *deviceContext, int cardType, const unsigned char *data,
+                                 int dataLength);
+
+/* The same with key reference 06 in P2: 00 82 00 06 Lc data. */
+VANTOR_API int PBOC_ExternalAuth_Sh(DEVCONTEXT *deviceContext, int cardType,
+                                    const unsigned char *data, int dataLength);
+
+/* Runs the commands of issuer scripts: sends the values of the tags 86 one after the other.
+ *
+ *   script, scriptLength   the issuer's data: templates 71 or 72 with 9F18 and 86 inside; anything
+ *                          around them is passed over
+ *
+ * A command that fails does not end the run. Returns
+ *   -99   there is no tag 86 at all
+ *   0     the data end with the command found first and the card accepted it, or the last search
+ *         found nothing: whatever the commands came to
+ *   else, when the data end with the command found first, or the run was stopped: the number of
+ *         commands that got an answer plus one when the card refused the last one, 100 on 6283, or
+ *         the code of the failed exchange
+ *
+ * A search begins where the command found last ended, counted from where the search before it
+ * began, and not from the start of the data: from the third search on this is another place, so
+ * in a script of several commands some may be sent twice and some not at all. Kept on purpose. A
+ * run is stopped after 128 commands, and an error is logged. */
+VANTOR_API int PBOC_ExeScript(DEVCONTEXT *deviceContext, int cardType, const unsigned char *script,
+                              int scriptLength);
+
+/* Key delivery, BF DE P1 P2 Lc data. P1, P2 and the data belong to the issuer's procedures, as in
+ * the next two commands. */
+VANTOR_API int PBOC_DeliveryKey(DEVCONTEXT *deviceContext, int cardType, unsigned char p1,
+                                unsigned char p2, const unsigned char *data, int dataLength);
+
+/* Data encipherment, 80 FA P1 00 Lc data; result gets the response without SW1 SW2, at most 510
+ * bytes. */
+VANTOR_API int PBOC_CryptData(DEVCONTEXT *deviceContext, int cardType, unsigned char p1,
+                              const unsigned char *data, int dataLength, unsigned char *result,
+                              int32_t *resultLength);
+
+/* PIN CHANGE, 84 24 00 P2 Lc data: the enciphered PIN and its MAC. */
+VANTOR_API int PBOC_ChangePin(DEVCONTEXT *deviceContext, int cardType, unsigned char p2,
+                              const unsigned char *data, int dataLength);
 
 VANTOR_C_END
 

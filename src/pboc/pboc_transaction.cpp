@@ -4,15 +4,12 @@
 
 #include <cstring>
 
-#include "pboc/card_exchange.h"
+#include "pboc/card_command.h"
 #include "pboc/tlv.h"
 
 namespace
 {
 
-constexpr int kFailed = -99;
-constexpr int kSpecialStatus = 100;
-constexpr int kLongestData = 255; // Lc is one byte
 constexpr int kLastRecord = 255;  // P1 is one byte
 constexpr int kProfileLength = 2; // the AIP
 
@@ -23,56 +20,14 @@ constexpr Tag kFormat2 = {{0x77}, 1};
 constexpr Tag kInterchangeProfile = {{0x82}, 1};
 constexpr Tag kFileLocator = {{0x94}, 1};
 
-struct Command
-{
-    uint8_t bytes[512];
-    int length;
-};
-
-struct Response
-{
-    uint8_t bytes[kResponseArea];
-    int32_t length;
-};
-
-// Header, Lc and data; never an Le. False when the data do not fit a command.
-bool MakeCommand(Command *command, const uint8_t (&header)[4], const uint8_t *data, int dataLength)
-{
-    *command = {};
-    if (dataLength < 0 || dataLength > kLongestData || (data == nullptr && dataLength > 0))
-        return false;
-    memcpy(command->bytes, header, sizeof header);
-    command->bytes[4] = static_cast<uint8_t>(dataLength); // Lc
-    if (dataLength > 0)
-        memcpy(command->bytes + 5, data, static_cast<size_t>(dataLength));
-    command->length = 5 + dataLength;
-    return true;
-}
-
-// One exchange that must end in 9000; `response` then has at least its two status bytes.
-int Transmit(DEVCONTEXT *deviceContext, int cardType, Command *command, Response *response)
-{
-    *response = {};
-    const int result = PBOC_IcAPDU(deviceContext, cardType, command->bytes, command->length,
-                                   response->bytes, &response->length);
-    if (result != 0)
-        return result;
-    return StatusWord(response->bytes, response->length) == 0x9000 ? 0 : kFailed;
-}
-
-int DataLength(const Response &response)
-{
-    return response.length - 2;
-}
-
 // SELECT; the whole response, status bytes included, is what the caller gets.
 int Select(DEVCONTEXT *deviceContext, int cardType, uint8_t p1, const uint8_t *data, int dataLength,
            uint8_t *answer, int32_t *answerLength)
 {
-    Command command;
-    Response response;
+    CardCommand command;
+    CardResponse response;
     if (!MakeCommand(&command, {0x00, 0xA4, p1, 0x00}, data, dataLength))
-        return kFailed;
+        return kCommandFailed;
     const int result = Transmit(deviceContext, cardType, &command, &response);
     if (result != 0)
         return result;
@@ -89,7 +44,7 @@ int TakeProcessingOptions(const uint8_t *answer, int answerLength, uint8_t *aip,
     if (FindObject(kFormat1, answer, answerLength, &object))
     {
         if (object.length < kProfileLength)
-            return kFailed;
+            return kCommandFailed;
         const uint8_t *value = answer + object.offset;
         memcpy(aip, value, kProfileLength);
         *aipLength = kProfileLength;
@@ -98,12 +53,12 @@ int TakeProcessingOptions(const uint8_t *answer, int answerLength, uint8_t *aip,
         return 0;
     }
     if (!FindObject(kFormat2, answer, answerLength, &object))
-        return kFailed;
+        return kCommandFailed;
     const uint8_t *contents = answer + object.offset;
     const int contentsLength = answerLength - object.offset;
     if (PBOC_GetTagValue(kInterchangeProfile.bytes, kInterchangeProfile.length, contents,
                          contentsLength, aip, aipLength) < 0)
-        return kFailed;
+        return kCommandFailed;
     if (PBOC_GetTagValue(kFileLocator.bytes, kFileLocator.length, contents, contentsLength, afl,
                          aflLength) < 0)
     {
@@ -119,10 +74,10 @@ int TakeProcessingOptions(const uint8_t *answer, int answerLength, uint8_t *aip,
 int PBOC_SelectPSE(DEVCONTEXT *deviceContext, int cardType, const unsigned char *name,
                    int nameLength, unsigned char *sfi, int32_t *sfiLength)
 {
-    Command command;
-    Response response;
+    CardCommand command;
+    CardResponse response;
     if (!MakeCommand(&command, {0x00, 0xA4, 0x04, 0x00}, name, nameLength))
-        return kFailed;
+        return kCommandFailed;
     const int result = Transmit(deviceContext, cardType, &command, &response);
     if (StatusWord(response.bytes, response.length) == 0x9303)
         return kSpecialStatus; // application permanently locked: the callers note it and go on
@@ -130,7 +85,7 @@ int PBOC_SelectPSE(DEVCONTEXT *deviceContext, int cardType, const unsigned char 
         return result;
     return PBOC_GetTagValue(kDirectoryFileId.bytes, kDirectoryFileId.length, response.bytes,
                             DataLength(response), sfi, sfiLength) < 0
-               ? kFailed
+               ? kCommandFailed
                : 0;
 }
 
@@ -171,20 +126,19 @@ int PBOC_SelectFile(DEVCONTEXT *deviceContext, int cardType, unsigned char p1,
 int PBOC_ReadRecord(DEVCONTEXT *deviceContext, int cardType, unsigned char record,
                     unsigned char sfi, unsigned char *data, int32_t *dataLength)
 {
-    Command command = {{
-                           0x00,                              // CLA
-                           0xB2,                              // INS: READ RECORD
-                           record,                            // P1: record number
-                           static_cast<uint8_t>(sfi * 8 + 4), // P2: file in the high five bits
-                           0x00,                              // Le: all there is
-                       },
-                       5};
-    Response response;
+    CardCommand command = {{
+                               0x00,                              // CLA
+                               0xB2,                              // INS: READ RECORD
+                               record,                            // P1: record number
+                               static_cast<uint8_t>(sfi * 8 + 4), // P2: file in the high five bits
+                               0x00,                              // Le: all there is
+                           },
+                           5};
+    CardResponse response;
     const int result = Transmit(deviceContext, cardType, &command, &response);
     if (result != 0)
         return result;
-    memcpy(data, response.bytes, static_cast<size_t>(DataLength(response)));
-    *dataLength = DataLength(response);
+    GiveData(response, data, dataLength);
     return 0;
 }
 
@@ -192,11 +146,12 @@ int PBOC_GetProcOptions(DEVCONTEXT *deviceContext, int cardType, const unsigned 
                         int pdolLength, unsigned char *aip, int32_t *aipLength, unsigned char *afl,
                         int32_t *aflLength)
 {
-    Command command;
-    Response response;
-    uint8_t data[kLongestData] = {0x83}; // the command template, its length, the PDOL data
-    if (pdolLength < 0 || pdolLength > kLongestData - 2 || (pdolData == nullptr && pdolLength > 0))
-        return kFailed;
+    CardCommand command;
+    CardResponse response;
+    uint8_t data[kLongestCommandData] = {0x83}; // the command template, its length, the PDOL data
+    if (pdolLength < 0 || pdolLength > kLongestCommandData - 2 ||
+        (pdolData == nullptr && pdolLength > 0))
+        return kCommandFailed;
     data[1] = static_cast<uint8_t>(pdolLength);
     if (pdolLength > 0)
         memcpy(data + 2, pdolData, static_cast<size_t>(pdolLength));
@@ -234,10 +189,10 @@ int PBOC_GetAppData(DEVCONTEXT *deviceContext, int cardType, const unsigned char
 int PBOC_GetData(DEVCONTEXT *deviceContext, int cardType, const unsigned char *tag, int tagLength,
                  unsigned char *value, int32_t *valueLength)
 {
-    Command command = {{0x80, 0xCA}, 2}; // GET DATA; a two-byte tag is P1 P2
-    Response response;
+    CardCommand command = {{0x80, 0xCA}, 2}; // GET DATA; a two-byte tag is P1 P2
+    CardResponse response;
     if (tag == nullptr || tagLength < 1 || tagLength > 2)
-        return kFailed;
+        return kCommandFailed;
     memcpy(command.bytes + 2, tag, static_cast<size_t>(tagLength));
     command.length += tagLength;
     const int result = Transmit(deviceContext, cardType, &command, &response);

@@ -92,6 +92,11 @@ int CopyTerminalValue(const Tag &tag, uint8_t *value, int capacity, int *length)
     return kNotFound;
 }
 
+bool FindTransactionValue(const Tag &tag, TlvObject *object)
+{
+    return FindObject(tag, g_szTxData, LengthInUse(g_iTxDataLen, sizeof g_szTxData), object);
+}
+
 int PBOC_SetTxDataTagValue(const unsigned char *tag, int tagLength, const unsigned char *value,
                            int valueLength)
 {

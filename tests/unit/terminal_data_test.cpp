@@ -175,7 +175,7 @@ TEST_F(TerminalStores, BuildTheListsOfPublishedCards)
         EXPECT_EQ(row["built"]["result"].get<int>(), built.result);
         EXPECT_EQ(row["built"]["data"].get<std::string>(), built.data);
     }
-    EXPECT_EQ(16, lists);
+    EXPECT_EQ(25, lists);
 }
 
 TEST_F(TerminalStores, EachTagComesFromTheFirstStoreThatHoldsIt)
