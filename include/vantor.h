@@ -2,13 +2,14 @@
  * libvantor: the one header that a host application includes.
  *
  * The topic headers it gathers, from the calls that most hosts need down to the bytes on the line:
- *   business.h    BO_... business calls, error texts, validators
- *   pboc.h        TLV, data-object lists, application selection and reading of PBOC cards
- *   operations.h  IC_... one function per reader or card command
- *   link.h        framed and raw exchanges with the reader's modules, reader control
- *   transport.h   the device context, the adapters, the serial line
- *   hid.h         the USB HID channel
- *   support.h     log, configuration, byte helpers
+ *   business.h      BO_... business calls, error texts, validators
+ *   pboc.h          TLV, data-object lists, application selection and reading of PBOC cards
+ *   operations.h    IC_... one function per reader or card command
+ *   purse.h         EPED_... commands of the electronic purse and deposit
+ *   link.h          framed and raw exchanges with the reader's modules, reader control
+ *   transport.h     the device context, the adapters, the serial line
+ *   hid.h           the USB HID channel
+ *   support.h       log, configuration, byte helpers
  */
 #ifndef VANTOR_H
 #define VANTOR_H
@@ -18,6 +19,7 @@
 #include "vantor/link.h"
 #include "vantor/operations.h"
 #include "vantor/pboc.h"
+#include "vantor/purse.h"
 #include "vantor/support.h"
 #include "vantor/transport.h"
 

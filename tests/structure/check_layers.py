@@ -14,7 +14,8 @@ ALLOWED = {("ops/eped_transaction.cpp", "pboc")}
 
 PUBLIC = {"export.h": "support", "support.h": "support", "transport.h": "transport",
           "hid.h": "transport", "link.h": "link", "operations.h": "ops", "pboc.h": "pboc",
-          "business.h": "api"}
+          "business.h": "api", "transactions.h": "api", "terminal.h": "api",
+          "purse.h": "ops"}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^">]+)[">]', re.M)
 
