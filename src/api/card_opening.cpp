@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "api/hex_text.h"
 #include "pboc/data_object_list.h"
 #include "vantor/support.h"
 #include "vantor/transport.h"
@@ -11,39 +12,38 @@ namespace
 
 const char kPaymentEnvironment[] = "1PAY.SYS.DDF01";
 
+constexpr int kLongestAid = 256;
+
 constexpr Tag kPdol = {{0x9F, 0x38}, 2};
 constexpr Tag kTemplate77 = {{0x77}, 1};
 
-void LogApplicationData(const CardSession &card)
+int PowerOn(int mode, int timeoutSeconds, CardSession *card)
 {
-    char text[2 * kResponseArea + 1] = {};
-    GByte2Hex(card.applicationData, card.applicationDataLength, text, sizeof text - 1);
-    GLogI("szTempData = %s, iTagValueLen = %d\r\n", text, card.applicationDataLength);
-    GLogI("szAppData = %s, iAppDataLen = %d\r\n", text, card.applicationDataLength);
+    char atrText[512] = {};
+    int32_t atrTextLength = 0;
+    return BO_IcPowerOn(mode, sizeof atrText, atrText, &atrTextLength, &card->cardType,
+                        timeoutSeconds);
 }
 
 } // namespace
 
-int Fail(const char *message, int code)
-{
-    GLogE("%s", message);
-    return code;
-}
-
-int RunSteps(const FlowStep *steps, size_t count, CardSession *card)
-{
-    for (size_t i = 0; i < count; i++)
-        if (steps[i].run(card) != 0)
-            return Fail(steps[i].message, steps[i].code);
-    return 0;
-}
-
 int PowerOnCard(int mode, int timeoutSeconds, CardSession *card)
 {
-    char atrText[512] = {};
-    int32_t atrTextLength = 0;
-    return BO_GetErrorCode(BO_IcPowerOn(mode, sizeof atrText, atrText, &atrTextLength,
-                                        &card->cardType, timeoutSeconds));
+    return BO_GetErrorCode(PowerOn(mode, timeoutSeconds, card));
+}
+
+// Any failure changes the setting, be it a wait that was cancelled; and with a setting that names
+// no command set the call goes on with a card that has no power. Both deliberate.
+int PowerOnWithEitherSet(int mode, int timeoutSeconds, CardSession *card)
+{
+    if (PowerOn(mode, timeoutSeconds, card) == 0)
+        return 0;
+    int commandSet = 0;
+    GGetConfigInt("devcfg", "Iccmd", 0, &commandSet);
+    if (commandSet != 0 && commandSet != 1)
+        return 0;
+    GSetConfigString("devcfg", "Iccmd", commandSet == 0 ? "1" : "0");
+    return PowerOnCard(mode, timeoutSeconds, card);
 }
 
 bool CopyFromFci(const CardSession &card, const Tag &tag, uint8_t *value, int capacity, int *length)
@@ -68,8 +68,12 @@ int SelectEnvironment(CardSession *card)
 
 int TakeApplicationId(CardSession *card)
 {
-    return PBOC_GetAID(&context, card->cardType, card->directory, card->directoryLength, card->aid,
-                       &card->aidLength);
+    if (card->wantedAid == nullptr || card->wantedAid[0] == '\0')
+        return PBOC_GetAID(&context, card->cardType, card->directory, card->directoryLength,
+                           card->aid, &card->aidLength);
+    const size_t length = strnlen(card->wantedAid, 2 * kLongestAid);
+    card->aidLength = GHex2Byte(card->wantedAid, static_cast<int>(length), card->aid, kLongestAid);
+    return 0;
 }
 
 int SelectApplication(CardSession *card)
@@ -78,13 +82,23 @@ int SelectApplication(CardSession *card)
                           &card->fciLength);
 }
 
-// A card without a PDOL gets no data.
-int BuildPdolData(CardSession *card)
+int RequirePdol(CardSession *card)
 {
-    uint8_t list[kResponseArea] = {};
-    int listLength = 0;
-    CopyFromFci(*card, kPdol, list, sizeof list, &listLength);
-    return BuildListData(list, listLength, card->listData, sizeof card->listData,
+    return CopyFromFci(*card, kPdol, card->list, sizeof card->list, &card->listLength) ? 0
+                                                                                       : kNotFound;
+}
+
+// A card without a PDOL gets no data.
+int TakePdol(CardSession *card)
+{
+    RequirePdol(card);
+    return 0;
+}
+
+int BuildCardListData(CardSession *card)
+{
+    card->listDataLength = 0;
+    return BuildListData(card->list, card->listLength, card->listData, sizeof card->listData,
                          &card->listDataLength);
 }
 
@@ -94,15 +108,26 @@ int GetProcessingOptions(CardSession *card)
                                card->aip, &card->aipLength, card->afl, &card->aflLength);
 }
 
-// A contactless card may have answered the processing options with its data at once.
-int TakeApplicationData(CardSession *card)
+bool AnsweredWithData(const CardSession &card)
 {
     TlvObject contents{};
-    if (!FindObject(kTemplate77, card->afl, card->aflLength, &contents))
-        return PBOC_GetAppData(&context, card->cardType, card->afl, card->aflLength,
-                               card->applicationData, &card->applicationDataLength);
+    return FindObject(kTemplate77, card.afl, card.aflLength, &contents);
+}
+
+void UseAnswerAsData(CardSession *card)
+{
     memcpy(card->applicationData, card->afl, static_cast<size_t>(card->aflLength));
     card->applicationDataLength = card->aflLength;
-    LogApplicationData(*card);
+}
+
+int TakeApplicationData(CardSession *card)
+{
+    if (!AnsweredWithData(*card))
+        return PBOC_GetAppData(&context, card->cardType, card->afl, card->aflLength,
+                               card->applicationData, &card->applicationDataLength);
+    UseAnswerAsData(card);
+    const HexText text = ToHexText(card->applicationData, card->applicationDataLength);
+    GLogI("szTempData = %s, iTagValueLen = %d\r\n", text.characters, card->applicationDataLength);
+    GLogI("szAppData = %s, iAppDataLen = %d\r\n", text.characters, card->applicationDataLength);
     return 0;
 }

@@ -7,15 +7,15 @@
 namespace
 {
 
-struct HexText
+struct ItemText
 {
     char characters[kLongestHexItem + 1]; // always ends in a NUL
     int length;
 };
 
-HexText ToText(const uint8_t *bytes, int count)
+ItemText ToText(const uint8_t *bytes, int count)
 {
-    HexText text{};
+    ItemText text{};
     text.length = GByte2Hex(bytes, count, text.characters, kLongestHexItem);
     return text;
 }
@@ -32,15 +32,20 @@ char *AppendItem(char *out, char letter, const char *value, int length)
     return out + length;
 }
 
+char *AppendBytesItem(char *out, char letter, const uint8_t *bytes, int count)
+{
+    return AppendItem(out, letter, reinterpret_cast<const char *>(bytes), count);
+}
+
 char *AppendHexItem(char *out, char letter, const uint8_t *bytes, int count)
 {
-    const HexText text = ToText(bytes, count);
+    const ItemText text = ToText(bytes, count);
     return AppendItem(out, letter, text.characters, text.length);
 }
 
 char *AppendDigitsItem(char *out, char letter, const uint8_t *bytes, int count)
 {
-    const HexText text = ToText(bytes, count);
+    const ItemText text = ToText(bytes, count);
     return AppendItem(out, letter, text.characters,
                       static_cast<int>(strcspn(text.characters, "F")));
 }

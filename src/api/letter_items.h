@@ -6,6 +6,9 @@
 // A value of at most 999 characters, as it is. Gives the place behind it; no NUL is written.
 char *AppendItem(char *out, char letter, const char *value, int length);
 
+// A card's value of at most kResponseArea bytes, as it is.
+char *AppendBytesItem(char *out, char letter, const uint8_t *bytes, int count);
+
 // Bytes as upper-case hexadecimal text; at most 256 of its characters are written.
 constexpr int kLongestHexItem = 256;
 char *AppendHexItem(char *out, char letter, const uint8_t *bytes, int count);

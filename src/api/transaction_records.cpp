@@ -1,16 +1,20 @@
-// BO_ICGetDetail and BO_ICGetCircllog: the card's transaction log and its load log.
+// BO_ICGetDetail, BO_ICGetDetail_YC and BO_ICGetCircllog: the card's transaction log and its load
+// log.
 #include <cstdio>
 #include <cstring>
 
 #include "api/card_opening.h"
+#include "api/hex_text.h"
 #include "api/letter_items.h"
 #include "vantor/business.h"
 #include "vantor/support.h"
+#include "vantor/transactions.h"
 #include "vantor/transport.h"
 
 namespace
 {
 
+constexpr int kBadParameter = -1007;
 constexpr int kMostRecords = 255; // their number is one byte
 constexpr int kLongestRecordText = 106;
 constexpr int kMerchantLength = 20;
@@ -22,7 +26,7 @@ struct RecordField
     char letter;
     int offset; // within the record
     int length;
-    AppendField append;
+    AppendField append; // null: the merchant name, in the form that the layout gives it
 };
 
 struct LogLayout
@@ -32,11 +36,12 @@ struct LogLayout
     int missingCode;
     const RecordField *fields;
     size_t fieldCount;
+    AppendField appendMerchant;
     bool logsAnswer;
 };
 
 // The bytes as they are, up to the first 00; spaces from there on.
-char *AppendMerchant(char *out, char letter, const uint8_t *bytes, int count)
+char *AppendFilledMerchant(char *out, char letter, const uint8_t *bytes, int count)
 {
     char name[kMerchantLength];
     memset(name, ' ', sizeof name);
@@ -52,49 +57,58 @@ char *AppendLoadedElement(char *out, char letter, const uint8_t *bytes, int coun
 }
 
 // 106 characters a record.
-const RecordField kTransactionFields[] = {
-    {'P', 6, 6, AppendHexItem},                 // amount, authorised
-    {'Q', 12, 6, AppendHexItem},                // amount, other
-    {'R', 20, 2, AppendHexItem},                // currency code
-    {'S', 0, 3, AppendHexItem},                 // date
-    {'T', 42, 1, AppendHexItem},                // transaction type
-    {'U', 3, 3, AppendHexItem},                 // time
-    {'V', 18, 2, AppendHexItem},                // terminal country code
-    {'W', 22, kMerchantLength, AppendMerchant}, // merchant name
-    {'X', 43, 2, AppendHexItem},                // application transaction counter
+constexpr RecordField kTransactionFields[] = {
+    {'P', 6, 6, AppendHexItem},          // amount, authorised
+    {'Q', 12, 6, AppendHexItem},         // amount, other
+    {'R', 20, 2, AppendHexItem},         // currency code
+    {'S', 0, 3, AppendHexItem},          // date
+    {'T', 42, 1, AppendHexItem},         // transaction type
+    {'U', 3, 3, AppendHexItem},          // time
+    {'V', 18, 2, AppendHexItem},         // terminal country code
+    {'W', 22, kMerchantLength, nullptr}, // merchant name
+    {'X', 43, 2, AppendHexItem},         // application transaction counter
 };
 
 // 97 characters a record.
-const RecordField kLoadFields[] = {
-    {'O', 0, 1, AppendLoadedElement},           // first byte of the loaded element's tag
-    {'P', 2, 6, AppendHexItem},                 // value before
-    {'Q', 8, 6, AppendHexItem},                 // value after
-    {'S', 14, 3, AppendHexItem},                // date
-    {'U', 17, 3, AppendHexItem},                // time
-    {'V', 20, 2, AppendHexItem},                // country code
-    {'W', 22, kMerchantLength, AppendMerchant}, // merchant name
-    {'X', 42, 2, AppendHexItem},                // application transaction counter
+constexpr RecordField kLoadFields[] = {
+    {'O', 0, 1, AppendLoadedElement},    // first byte of the loaded element's tag
+    {'P', 2, 6, AppendHexItem},          // value before
+    {'Q', 8, 6, AppendHexItem},          // value after
+    {'S', 14, 3, AppendHexItem},         // date
+    {'U', 17, 3, AppendHexItem},         // time
+    {'V', 20, 2, AppendHexItem},         // country code
+    {'W', 22, kMerchantLength, nullptr}, // merchant name
+    {'X', 42, 2, AppendHexItem},         // application transaction counter
 };
 
-const LogLayout kTransactionLog = {{{0x9F, 0x4D}, 2},
-                                   "GetTag 9F4D Error!\r\n",
-                                   -4117,
-                                   kTransactionFields,
-                                   sizeof kTransactionFields / sizeof kTransactionFields[0],
-                                   false};
+constexpr LogLayout kTransactionLog = {{{0x9F, 0x4D}, 2},
+                                       "GetTag 9F4D Error!\r\n",
+                                       -4117,
+                                       kTransactionFields,
+                                       sizeof kTransactionFields / sizeof kTransactionFields[0],
+                                       AppendFilledMerchant,
+                                       false};
 
-const LogLayout kLoadLog = {{{0xDF, 0x4D}, 2},
-                            "GetTag DF4D Error!\r\n",
-                            -4103,
-                            kLoadFields,
-                            sizeof kLoadFields / sizeof kLoadFields[0],
-                            true};
+// The merchant name as the card has it, 00 bytes included.
+constexpr LogLayout kVariantTransactionLog = {kTransactionLog.entry,       kTransactionLog.missing,
+                                              kTransactionLog.missingCode, kTransactionLog.fields,
+                                              kTransactionLog.fieldCount,  AppendBytesItem,
+                                              kTransactionLog.logsAnswer};
+
+constexpr LogLayout kLoadLog = {{{0xDF, 0x4D}, 2},
+                                "GetTag DF4D Error!\r\n",
+                                -4103,
+                                kLoadFields,
+                                sizeof kLoadFields / sizeof kLoadFields[0],
+                                AppendFilledMerchant,
+                                true};
 
 const FlowStep kSteps[] = {kSelectPse, kGetAid, kSelectAid};
 
 struct RecordTexts
 {
     char characters[kMostRecords * kLongestRecordText + 1]; // ends in a NUL
+    int length;                                             // a merchant name may hold 00 bytes
     int count;
 };
 
@@ -114,24 +128,27 @@ void ReadRecords(const CardSession &card, const LogLayout &layout, uint8_t sfi, 
         for (size_t i = 0; i < layout.fieldCount; i++)
         {
             const RecordField &field = layout.fields[i];
-            out = field.append(out, field.letter, record + field.offset, field.length);
+            const AppendField append =
+                field.append != nullptr ? field.append : layout.appendMerchant;
+            out = append(out, field.letter, record + field.offset, field.length);
         }
         texts->count++;
     }
     *out = '\0';
+    texts->length = static_cast<int>(out - texts->characters);
 }
 
 void WriteAnswer(const LogLayout &layout, const RecordTexts &texts, char *detail)
 {
-    const int total = static_cast<int>(strlen(texts.characters));
-    const int recordLength = texts.count == 0 ? 0 : total / texts.count;
+    const int recordLength = texts.count == 0 ? 0 : texts.length / texts.count;
     if (layout.logsAnswer)
     {
         GLogI("nDetailNum = %d\r\n", texts.count);
         GLogI("iDetailLen = %d\r\n", recordLength);
         GLogI("szTxData = %s\r\n", texts.characters);
     }
-    sprintf(detail, "%02d%03d%s", texts.count, recordLength, texts.characters);
+    const int head = sprintf(detail, "%02d%03d", texts.count, recordLength);
+    memcpy(detail + head, texts.characters, static_cast<size_t>(texts.length) + 1);
 }
 
 int ReadLog(const CardSession &card, const LogLayout &layout, char *detail)
@@ -140,9 +157,7 @@ int ReadLog(const CardSession &card, const LogLayout &layout, char *detail)
     int entryLength = 0;
     if (!CopyFromFci(card, layout.entry, entry, sizeof entry, &entryLength))
         return Fail(layout.missing, layout.missingCode);
-    char text[2 * kResponseArea + 1] = {};
-    GByte2Hex(entry, entryLength, text, sizeof text - 1);
-    GLogI("szRecord = %s\r\n", text);
+    GLogI("szRecord = %s\r\n", ToHexText(entry, entryLength).characters);
 
     RecordTexts texts{};
     ReadRecords(card, layout, entry[0], entry[1], &texts);
@@ -150,27 +165,46 @@ int ReadLog(const CardSession &card, const LogLayout &layout, char *detail)
     return 0;
 }
 
-int GiveLog(int mode, const LogLayout &layout, char *detail, int timeoutSeconds)
+int GiveLog(CardSession *card, const LogLayout &layout, char *detail)
 {
-    constexpr int kBadParameter = -1007;
+    const int result = RunSteps(kSteps, card);
+    return result != 0 ? result : ReadLog(*card, layout, detail);
+}
+
+int GiveLogOf(int mode, const LogLayout &layout, char *detail, int timeoutSeconds)
+{
     if (detail == nullptr)
         return kBadParameter;
-    return WithPoweredCard(mode, timeoutSeconds,
-                           [&](CardSession *card)
-                           {
-                               const int result = RunSteps(kSteps, card);
-                               return result != 0 ? result : ReadLog(*card, layout, detail);
-                           });
+    return WithPoweredCard(PowerOnCard, mode, timeoutSeconds,
+                           [&](CardSession *card) { return GiveLog(card, layout, detail); });
 }
 
 } // namespace
 
 int BO_ICGetDetail(int mode, int /*reserved*/, char *detail, int timeoutSeconds)
 {
-    return GiveLog(mode, kTransactionLog, detail, timeoutSeconds);
+    return GiveLogOf(mode, kTransactionLog, detail, timeoutSeconds);
 }
 
 int BO_ICGetCircllog(int mode, int /*reserved*/, char *detail, int timeoutSeconds)
 {
-    return GiveLog(mode, kLoadLog, detail, timeoutSeconds);
+    return GiveLogOf(mode, kLoadLog, detail, timeoutSeconds);
+}
+
+int BO_ICGetDetail_YC(int32_t *cardType, const char *aidHex, int /*capacity*/, char *detail,
+                      int timeoutSeconds)
+{
+    if (detail != nullptr)
+        detail[0] = '\0';
+    if (cardType == nullptr || detail == nullptr)
+        return kBadParameter;
+    return WithPoweredCard(PowerOnWithEitherSet, *cardType, timeoutSeconds,
+                           [&](CardSession *card)
+                           {
+                               card->wantedAid = aidHex;
+                               const int result = GiveLog(card, kVariantTransactionLog, detail);
+                               if (result == 0)
+                                   *cardType = card->cardType;
+                               return result;
+                           });
 }

@@ -157,3 +157,59 @@ TEST_F(TransactionInput, TheUnpredictableNumberIsFourCallsOfRand)
     DrawUnpredictableNumber();
     EXPECT_NE(HexOf(expected, 4), Number());
 }
+
+TEST_F(TransactionInput, TextsOf1To1024CharactersAreTransactionTexts)
+{
+    EXPECT_FALSE(IsTransactionText(nullptr));
+    EXPECT_FALSE(IsTransactionText(""));
+    EXPECT_TRUE(IsTransactionText("P"));
+    EXPECT_TRUE(IsTransactionText(std::string(1024, 'x').c_str()));
+    EXPECT_FALSE(IsTransactionText(std::string(1025, 'x').c_str()));
+}
+
+TEST_F(TransactionInput, TheOrdinaryReadingTakesNothingBeforeP)
+{
+    EXPECT_EQ(0, ReadTransactionInput("J0040344K008CAFE0001L0101112131415"));
+    EXPECT_EQ(0, memcmp(before, g_szTxData, sizeof before));
+}
+
+TEST_F(TransactionInput, TheVariantRequestTakesJToV)
+{
+    ReadVariantRequestInput("J0040344K008CAFE0001L0101112131415P00312AV004BEEF");
+    EXPECT_EQ("0344", Stored(25, 2));
+    EXPECT_EQ("1112131415", Stored(29, 5));
+    EXPECT_EQ("CAFE0001", Number());
+    EXPECT_EQ("00000000012A", Amount());
+    EXPECT_EQ(std::string(18, '\0') + "\xBE\xEF", Merchant());
+}
+
+TEST_F(TransactionInput, TheVariantRequestPassesOverWhatIsNotHexadecimal)
+{
+    ReadVariantRequestInput("P00312aK008cafe0001S0062501G1U0062359AFV004MILK");
+    EXPECT_EQ("000000000012", Amount());
+    EXPECT_EQ("12345678", Number());
+    EXPECT_EQ("303030", Date());
+    EXPECT_EQ("2359AF", Time()) << "hexadecimal is enough";
+    EXPECT_EQ(std::string(20, '\0'), Merchant());
+}
+
+TEST_F(TransactionInput, TheVariantReadingExaminesOnlyTheCharactersThatCount)
+{
+    ReadVariantRequestInput("P013x123456789012R006zz0840");
+    EXPECT_EQ("123456789012", Amount());
+    EXPECT_EQ("0840", Currency());
+    EXPECT_EQ(0, ReadVariantCompletionInput("P013x000000000099"));
+    EXPECT_EQ("000000000099", Amount());
+}
+
+TEST_F(TransactionInput, TheVariantCompletionAnswersABadFieldAndStops)
+{
+    LogCapture errors(1);
+    EXPECT_EQ(-1007, ReadVariantCompletionInput("P0041234R002Z1T00260"));
+    EXPECT_EQ("Error:TAG R Error!\r\n", errors.Lines());
+    EXPECT_EQ("000000001234", Amount());
+    EXPECT_EQ("01", Type()) << "not reached";
+    EXPECT_EQ(0, ReadVariantCompletionInput("J0040344K008CAFE0001V004MILK"));
+    EXPECT_EQ("0156", Stored(25, 2));
+    EXPECT_EQ("12345678", Number());
+}
