@@ -3,6 +3,7 @@
  *
  * The topic headers it gathers, from the calls that most hosts need down to the bytes on the line:
  *   business.h      BO_... business calls, error texts, validators
+ *   terminal.h      IC_... calls that stand alone, with a port and a numbering of their own
  *   transactions.h  whole card transactions: request cryptogram, issuer scripts, variant calls
  *   pboc.h          TLV, data-object lists, application selection and reading of PBOC cards
  *   operations.h    IC_... one function per reader or card command
@@ -22,6 +23,7 @@
 #include "vantor/pboc.h"
 #include "vantor/purse.h"
 #include "vantor/support.h"
+#include "vantor/terminal.h"
 #include "vantor/transactions.h"
 #include "vantor/transport.h"
 

@@ -1,5 +1,6 @@
 // The whole library over USB, as a host application loads and calls it; libusb is the stand-in.
 #include <cstdlib>
+#include <cstring>
 #include <dlfcn.h>
 #include <filesystem>
 #include <gmock/gmock.h>
@@ -68,6 +69,22 @@ TEST_F(UsbHost, ReadsTheTransactionLogOfTheRecordedCard)
     EXPECT_EQ(text.size(), 5u + 3 * 106);
     EXPECT_THAT(text, testing::StartsWith("03106P012"));
     EXPECT_EQ(CALL(library, BO_Close)(), 0);
+}
+
+TEST_F(UsbHost, TheTerminalStandardCallsReachTheReaderByThePortNameUsb)
+{
+    UsbReader reader;
+    ASSERT_NE(reader.reader, nullptr) << reader.error;
+    HostLibrary library;
+    static char detail[28000];
+    int32_t icType = 1;
+    int32_t length = sizeof detail;
+    EXPECT_EQ(CALL(library, IC_GetTranDeta)("USB", nullptr, 9600, 5, &icType, "", &length, detail),
+              0);
+    EXPECT_THAT(std::string(detail), testing::StartsWith("03106P012"));
+    EXPECT_EQ(length, static_cast<int32_t>(strlen(detail)));
+    EXPECT_STREQ(VARIABLE(library, g_szComName)[1], "/dev/ttyAMA0");
+    EXPECT_EQ(usb_standin::Count(), kNothingHeld);
 }
 
 TEST_F(UsbHost, TheFirstCommandIsOneReportWithTheModeIdOfItsLink)
