@@ -90,12 +90,16 @@ std::string PutCardIn(RunningReader *running, Words *words, bool swap)
     const std::string cardName = RestOfLine(words);
     if (cardName.empty())
         return Error("which card?");
-    const std::shared_ptr<Card> card = CardByName(running->profile, cardName, &problem);
-    if (!card)
-        return Error(problem);
-
     const std::lock_guard<std::mutex> guard(running->lock);
     CardPlace *place = PlaceIn(&running->reader, name);
+    // A card that is swapped for itself is put back with all it remembers.
+    const auto kept = running->profile.kept.find(cardName);
+    const bool isSame =
+        swap && place->card && kept != running->profile.kept.end() && kept->second == place->card;
+    const std::shared_ptr<Card> card =
+        isSame ? place->card : CardByName(&running->profile, running->reader, cardName, &problem);
+    if (!card)
+        return Error(problem);
     if (place->card && !swap)
         return Error(name.text + " holds \"" + place->name + "\"; remove it or use swap");
     if (place->card)

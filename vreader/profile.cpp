@@ -114,8 +114,8 @@ bool ReadSettings(const json &settings, Reader *reader, std::string *error)
     return true;
 }
 
-bool PutCard(const Profile &profile, const json &name, const std::string &path, CardPlace *place,
-             std::string *error)
+bool PutCard(Profile *profile, const Reader &reader, const json &name, const std::string &path,
+             CardPlace *place, std::string *error)
 {
     if (!name.is_string())
     {
@@ -124,17 +124,16 @@ bool PutCard(const Profile &profile, const json &name, const std::string &path, 
     }
     std::string problem;
     place->name = name.get<std::string>();
-    place->card = CardByName(profile, place->name, &problem);
+    place->card = CardByName(profile, reader, place->name, &problem);
     if (!place->card)
         *error = path + ": " + problem;
     return place->card != nullptr;
 }
 
-bool PutContactCards(const Profile &profile, const json &contact, Reader *reader,
-                     std::string *error)
+bool PutContactCards(Profile *profile, const json &contact, Reader *reader, std::string *error)
 {
     if (contact.is_string())
-        return PutCard(profile, contact, "contact", &reader->contact[0], error);
+        return PutCard(profile, *reader, contact, "contact", &reader->contact[0], error);
     if (!contact.is_object())
     {
         *error = "contact must be the name of a card, or an object from slots to names";
@@ -149,8 +148,8 @@ bool PutContactCards(const Profile &profile, const json &contact, Reader *reader
             *error = path + ": slots are 0 to 31";
             return false;
         }
-        if (!PutCard(profile, item.value(), path, &reader->contact[static_cast<unsigned>(*slot)],
-                     error))
+        if (!PutCard(profile, *reader, item.value(), path,
+                     &reader->contact[static_cast<unsigned>(*slot)], error))
             return false;
     }
     return true;
@@ -183,6 +182,13 @@ bool FindProfile(const std::string &nameOrPath, Profile *profile, std::string *t
     return true;
 }
 
+bool LiesIn(const Reader &reader, const std::shared_ptr<Card> &card)
+{
+    return reader.contactless.card == card ||
+           std::any_of(reader.contact.begin(), reader.contact.end(),
+                       [&card](const auto &slot) { return slot.second.card == card; });
+}
+
 } // namespace
 
 bool LoadProfile(const std::string &nameOrPath, const std::string &text, Profile *profile,
@@ -208,29 +214,35 @@ bool LoadProfile(const std::string &nameOrPath, const std::string &text, Profile
     if (!profile->cards.is_object())
         *error = "cards must be an object from names to descriptions";
     else if (document->contains("contact"))
-        PutContactCards(*profile, (*document)["contact"], reader, error);
+        PutContactCards(profile, (*document)["contact"], reader, error);
     if (error->empty() && document->contains("contactless"))
-        PutCard(*profile, (*document)["contactless"], "contactless", &reader->contactless, error);
+        PutCard(profile, *reader, (*document)["contactless"], "contactless", &reader->contactless,
+                error);
     return error->empty();
 }
 
-std::shared_ptr<Card> CardByName(const Profile &profile, const std::string &nameOrJson,
-                                 std::string *error)
+std::shared_ptr<Card> CardByName(Profile *profile, const Reader &reader,
+                                 const std::string &nameOrJson, std::string *error)
 {
     if (!nameOrJson.empty() && nameOrJson[0] == '{')
     {
         const std::optional<json> description = ParseJson(nameOrJson, "card", error);
-        const std::string directory = profile.directory.empty() ? "." : profile.directory;
+        const std::string directory = profile->directory.empty() ? "." : profile->directory;
         return description ? MakeCard(*description, directory, error) : nullptr;
     }
-    if (!profile.cards.contains(nameOrJson))
+    if (!profile->cards.contains(nameOrJson))
     {
         *error = "no card \"" + nameOrJson + "\" in the profile";
         return nullptr;
     }
-    std::shared_ptr<Card> card = MakeCard(profile.cards[nameOrJson], profile.directory, error);
+    std::shared_ptr<Card> *kept = &profile->kept[nameOrJson];
+    if (*kept && !LiesIn(reader, *kept))
+        return *kept;
+    std::shared_ptr<Card> card = MakeCard(profile->cards[nameOrJson], profile->directory, error);
     if (!card)
         *error = "card \"" + nameOrJson + "\": " + *error;
+    if (!*kept)
+        *kept = card;
     return card;
 }
 

@@ -3,6 +3,7 @@
 
 #include "vreader/modules/reader.h"
 
+#include <map>
 #include <optional>
 
 namespace vreader
@@ -13,6 +14,8 @@ struct Profile
     std::string name;
     std::string directory; // where relative file names start
     nlohmann::json cards = nlohmann::json::object();
+    // Cards that have lain in the reader: what they remember lasts as long as the profile is used.
+    std::map<std::string, std::shared_ptr<Card>> kept;
 };
 
 // Fills the reader (settings, cards in their places) and the profile's library of cards. `text`
@@ -21,9 +24,11 @@ struct Profile
 bool LoadProfile(const std::string &nameOrPath, const std::string &text, Profile *profile,
                  Reader *reader, std::string *error);
 
-// A card from the library, or from a description in JSON; null and an error text otherwise.
-std::shared_ptr<Card> CardByName(const Profile &profile, const std::string &nameOrJson,
-                                 std::string *error);
+// A card from the library, or from a description in JSON; null and an error text otherwise. A card
+// from the library that was in the reader before comes back as it is, unless it lies there still:
+// then the name stands for another card of the same kind. A description is a new card every time.
+std::shared_ptr<Card> CardByName(Profile *profile, const Reader &reader,
+                                 const std::string &nameOrJson, std::string *error);
 
 struct BuiltInProfile
 {

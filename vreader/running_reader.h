@@ -51,7 +51,7 @@ struct RunningReader
     bool pace = false;
     std::function<void(const std::string &line)> showTrace;
     SendBytes send;
-    Profile profile;
+    Profile profile;       // but for its kept cards, which `lock` guards
     int wake = -1;         // eventfd: something for the thread to do
     int quitSignal = -1;   // eventfd: readable after `quit`
     int progressWake = -1; // the control socket's eventfd; -1 without one

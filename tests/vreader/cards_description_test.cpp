@@ -46,11 +46,12 @@ void CollectPlaces(const nlohmann::json &value, const nlohmann::json::json_point
 
 TEST(CardDescription, KindIsNeeded)
 {
+    EXPECT_EQ(ErrorOf("{}"), "the description: the key \"kind\" is missing (transcript, pboc, "
+                             "social-security, hostile or "
+                             "reference)");
     EXPECT_EQ(
-        ErrorOf("{}"),
-        "the description: the key \"kind\" is missing (transcript, pboc, hostile or reference)");
-    EXPECT_EQ(ErrorOf(R"({"kind": "magic"})"),
-              "kind: expected transcript, pboc, hostile or reference, found \"magic\"");
+        ErrorOf(R"({"kind": "magic"})"),
+        "kind: expected transcript, pboc, social-security, hostile or reference, found \"magic\"");
     EXPECT_EQ(ErrorOf(R"({"kind": 1})"), "kind: expected a text, found 1");
     EXPECT_EQ(ErrorOf("[]"),
               "the description: expected an object that describes a card, found an array");
@@ -74,7 +75,7 @@ TEST(CardDescription, CommonKeysAreChecked)
     EXPECT_EQ(
         ErrorOf(R"({"kind": "pboc", "colour": 1})"),
         "colour: unknown key; known here are kind, label, atr, inject, t0, blocked, pse, ppse, "
-        "applications, getData");
+        "applications, getData, random");
 }
 
 TEST(CardDescription, AnswerToResetAndLabelAreTaken)
@@ -385,7 +386,8 @@ TEST(CardReference, MistakesAreNamed)
     EXPECT_EQ(ErrorOf(R"({"kind": "reference", "file": "none.json", "card": "none"})"),
               "file: cannot read \"none.json\"");
     EXPECT_EQ(ErrorOf(R"({"kind": "reference", "file": "default.json", "card": "pboc-debit"})"),
-              "card: must refer to a transcript or pboc card, which \"pboc-debit\" is not");
+              "card: must refer to a transcript, pboc or social-security card, which "
+              "\"pboc-debit\" is not");
     EXPECT_EQ(ErrorOf(R"({"kind": "reference", "file": 1, "card": "x"})"),
               "file: expected a text, found 1");
 }

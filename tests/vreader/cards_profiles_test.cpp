@@ -102,6 +102,11 @@ TEST(Profiles, ShipWhatTheGuideNames)
                              "several-applications",
                              "blocked",
                              "recordings",
+                             "online",
+                             "online-format-2",
+                             "declining",
+                             "purse",
+                             "social-security",
                              "empty",
                              "hostile-endless-61",
                              "hostile-endless-62",
@@ -136,7 +141,7 @@ TEST(Profiles, InventedAccountNumbersHaveAValidCheckDigit)
     EXPECT_FALSE(HasValidCheckDigit("6200000000000006"));
     unsigned numbers = 0;
     for (const char *profile :
-         {"pboc-debit", "pboc-contactless", "t0-card", "several-applications"})
+         {"pboc-debit", "pboc-contactless", "t0-card", "several-applications", "online"})
     {
         // "5A": PAN and "57": PAN D..., both with digits only up to the first letter.
         const std::string text = ProfileNamed(profile).dump();
@@ -152,7 +157,7 @@ TEST(Profiles, InventedAccountNumbersHaveAValidCheckDigit)
             }
         }
     }
-    EXPECT_EQ(numbers, 2u + 1u + 2u + 10u);
+    EXPECT_EQ(numbers, 2u + 1u + 2u + 10u + 14u);
 }
 
 TEST(DefaultProfile, ContactCardAnswersAHostThatWalksTheDirectory)

@@ -64,7 +64,7 @@ TEST(Profile, EveryCardOfEveryBuiltInOneCanBePutIn)
         std::string error;
         ASSERT_TRUE(vreader::LoadProfile(builtIn.name, "", &profile, &reader, &error)) << error;
         for (const auto &item : profile.cards.items())
-            EXPECT_NE(vreader::CardByName(profile, item.key(), &error), nullptr) << error;
+            EXPECT_NE(vreader::CardByName(&profile, reader, item.key(), &error), nullptr) << error;
     }
 }
 

@@ -15,7 +15,7 @@ using Bytes = std::vector<uint8_t>;
 
 struct Card
 {
-    std::string kind;  // "transcript", "pboc", "hostile"
+    std::string kind;  // "transcript", "pboc", "social-security", "hostile"
     std::string label; // a person's name for it, shown by the control channel
     Bytes answerToReset;
     std::function<void()> powerOn; // starts a fresh card session

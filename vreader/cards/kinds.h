@@ -10,6 +10,7 @@ namespace vreader
 // in the place; the card is then of no use.
 std::shared_ptr<Card> MakeTranscriptCard(const Place &description, const std::string &directory);
 std::shared_ptr<Card> MakePbocCard(const Place &description);
+std::shared_ptr<Card> MakeSocialSecurityCard(const Place &description);
 std::shared_ptr<Card> MakeHostileCard(const Place &description, const std::string &directory);
 
 // A card described in another profile: {"kind": "reference", "file": ..., "card": ...}.

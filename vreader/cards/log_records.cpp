@@ -58,24 +58,6 @@ Bytes Time(const Place &place)
     return Bytes(3);
 }
 
-// Six bytes of decimal digits, in the currency's hundredths, from "123.45" or "000000012345".
-Bytes Amount(const Place &place)
-{
-    std::string digits = Text(place);
-    const size_t point = digits.find('.');
-    const bool hasHundredths =
-        point != std::string::npos && point > 0 && point <= 10 && digits.size() == point + 3;
-    if (hasHundredths)
-    {
-        digits.erase(point, 1);
-        digits.insert(0, 12 - digits.size(), '0');
-    }
-    if (AreDigits(digits, 12))
-        return *BytesFromHex(digits);
-    Expected(place, "an amount such as \"123.45\" or of twelve digits");
-    return Bytes(6);
-}
-
 Bytes AmountOr(const Place &record, const char *key)
 {
     const std::optional<Place> found = Find(record, key);
@@ -122,6 +104,41 @@ Bytes Joined(std::initializer_list<Bytes> fields)
 }
 
 } // namespace
+
+// Six bytes of decimal digits, in the currency's hundredths, from "123.45" or "000000012345".
+Bytes Amount(const Place &place)
+{
+    std::string digits = Text(place);
+    const size_t point = digits.find('.');
+    const bool hasHundredths =
+        point != std::string::npos && point > 0 && point <= 10 && digits.size() == point + 3;
+    if (hasHundredths)
+    {
+        digits.erase(point, 1);
+        digits.insert(0, 12 - digits.size(), '0');
+    }
+    if (AreDigits(digits, 12))
+        return *BytesFromHex(digits);
+    Expected(place, "an amount such as \"123.45\" or of twelve digits");
+    return Bytes(6);
+}
+
+uint64_t Hundredths(const Bytes &bcd)
+{
+    uint64_t number = 0;
+    for (const uint8_t byte : bcd)
+        number = number * 100 + static_cast<uint64_t>(byte >> 4) * 10 + (byte & 0x0F);
+    return number;
+}
+
+Bytes LongDate(const Place &place)
+{
+    const std::string digits = Digits(Text(place), "-");
+    if (AreDigits(digits, 8))
+        return *BytesFromHex(digits);
+    Expected(place, "a date such as \"2025-01-31\" or \"20250131\"");
+    return Bytes(4);
+}
 
 Bytes TransactionLogRecord(const Place &place)
 {

@@ -37,8 +37,8 @@ std::shared_ptr<Card> MakeCardOfKind(const Place &description, const std::string
     const std::optional<Place> kind = Find(description, "kind");
     if (!kind)
     {
-        Complain(description,
-                 "the key \"kind\" is missing (transcript, pboc, hostile or reference)");
+        Complain(description, "the key \"kind\" is missing (transcript, pboc, social-security, "
+                              "hostile or reference)");
         return nullptr;
     }
     const std::string name = Text(*kind);
@@ -46,11 +46,13 @@ std::shared_ptr<Card> MakeCardOfKind(const Place &description, const std::string
         return MakeTranscriptCard(description, directory);
     if (name == "pboc")
         return MakePbocCard(description);
+    if (name == "social-security")
+        return MakeSocialSecurityCard(description);
     if (name == "hostile")
         return MakeHostileCard(description, directory);
     if (name == "reference")
         return MakeReferredCard(description, directory);
-    Expected(*kind, "transcript, pboc, hostile or reference");
+    Expected(*kind, "transcript, pboc, social-security, hostile or reference");
     return nullptr;
 }
 
@@ -78,9 +80,9 @@ std::shared_ptr<Card> MakeReferredCard(const Place &description, const std::stri
     }
     // Cards that refer to each other, or wrap each other, would never end.
     const std::string kind = TextAt(*card, "kind", "");
-    if (kind != "transcript" && kind != "pboc")
-        Complain(*name,
-                 "must refer to a transcript or pboc card, which \"" + cardName + "\" is not");
+    if (kind != "transcript" && kind != "pboc" && kind != "social-security")
+        Complain(*name, "must refer to a transcript, pboc or social-security card, which \"" +
+                            cardName + "\" is not");
     if (Failed(description))
         return nullptr;
     std::shared_ptr<Card> referred = MakeCardOfKind(*card, HomeOf(directory, Text(*file)));

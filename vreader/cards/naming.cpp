@@ -143,6 +143,7 @@ constexpr CommandNameEntry kCommandNames[] = {
     {0x80, 0x5C, kAny, kAny, "GET BALANCE", nullptr},
     {0x80, 0x50, 0x00, kAny, "INITIALIZE FOR LOAD", nullptr},
     {0x80, 0x50, 0x01, kAny, "INITIALIZE FOR PURCHASE", nullptr},
+    {0x80, 0x52, kAny, kAny, "CREDIT FOR LOAD", nullptr},
     {0x80, 0x54, 0x00, kAny, "CREDIT FOR LOAD", nullptr},
     {0x80, 0x54, 0x01, kAny, "DEBIT FOR PURCHASE", nullptr},
     {0x80, 0xFA, kAny, kAny, "CRYPT DATA", nullptr},

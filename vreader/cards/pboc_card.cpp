@@ -3,6 +3,7 @@
 #include "vreader/cards/command.h"
 
 #include <algorithm>
+#include <random>
 
 namespace vreader
 {
@@ -12,12 +13,6 @@ namespace
 
 // The shortest name that may stand for a longer one: a registered application provider (RID).
 constexpr size_t kShortestPartialName = 5;
-
-Bytes Status(PbocCard *card, uint16_t statusWord, const std::string &why = "")
-{
-    card->remark = why;
-    return WithStatus({}, statusWord);
-}
 
 bool Matches(const Bytes &name, const Bytes &wanted)
 {
@@ -32,11 +27,60 @@ bool IsWarning(uint16_t statusWord)
     return statusWord >> 8 == 0x62 || statusWord >> 8 == 0x63;
 }
 
+bool HasOnline(const DedicatedFile &file)
+{
+    return file.online.has_value();
+}
+
+bool HasPurse(const DedicatedFile &file)
+{
+    return file.purse.has_value();
+}
+
+bool HasFiles(const DedicatedFile &file)
+{
+    return !file.elementaryFiles.empty();
+}
+
+bool HasPin(const DedicatedFile &file)
+{
+    return HasPurse(file) || (file.online && !file.online->pin.empty());
+}
+
+bool HasRandom(const DedicatedFile &file)
+{
+    return HasOnline(file) || HasPurse(file) || file.maintenanceKey.has_value();
+}
+
+bool HasElementaryFiles(const PbocCard &card)
+{
+    return std::any_of(card.dedicatedFiles.begin(), card.dedicatedFiles.end(), HasFiles);
+}
+
+// What the card session holds of its applications ends with the selection.
+void LeaveSelection(PbocCard *card)
+{
+    card->selected.reset();
+    card->currentFile.reset();
+    card->challenge.clear();
+    for (DedicatedFile &file : card->dedicatedFiles)
+    {
+        if (file.online)
+            file.online->transaction = {};
+        if (file.purse)
+            file.purse->order = {};
+        if (file.purse)
+            file.purse->pinVerified = false;
+    }
+}
+
 Bytes Select(PbocCard *card, const Command &command)
 {
     constexpr uint8_t kByName = 0x04;
     constexpr uint8_t kFirst = 0x00;
     constexpr uint8_t kNext = 0x02;
+    if (command.p1 != kByName && HasElementaryFiles(*card))
+        return SelectElementaryFile(card, command);
     if (command.p1 != kByName || (command.p2 != kFirst && command.p2 != kNext))
         return Status(card, 0x6A86);
     if (card->isBlocked)
@@ -49,27 +93,30 @@ Bytes Select(PbocCard *card, const Command &command)
             continue;
         if (file.selectStatus != 0x9000 && !IsWarning(file.selectStatus))
             return Status(card, file.selectStatus);
+        LeaveSelection(card);
         card->selected = i;
         return WithStatus(file.fileControlInformation, file.selectStatus);
     }
     return Status(card, 0x6A82);
 }
 
-const DedicatedFile *Selected(const PbocCard *card)
-{
-    return card->selected ? &card->dedicatedFiles[*card->selected] : nullptr;
-}
-
 Bytes ReadRecord(PbocCard *card, const Command &command)
 {
     const DedicatedFile *selected = Selected(card);
-    const uint8_t fileIdentifier = command.p2 >> 3;
+    uint8_t fileIdentifier = command.p2 >> 3;
     if ((command.p2 & 0x07) != 0x04 || command.p1 == 0)
         return Status(card, 0x6A86); // only "the record whose number stands in P1"
     if (selected == nullptr)
         return Status(card, 0x6985, "nothing is selected");
     if (fileIdentifier == 0)
-        return Status(card, 0x6986, "there is no current file");
+    {
+        if (!card->currentFile)
+            return Status(card, 0x6986, "there is no current file");
+        const ElementaryFile &current = selected->elementaryFiles[*card->currentFile];
+        if (current.isBinary)
+            return Status(card, 0x6981, "the current file has no records");
+        fileIdentifier = current.shortIdentifier;
+    }
     const auto file = selected->files.find(fileIdentifier);
     if (file == selected->files.end())
         return Status(card, 0x6A82);
@@ -79,36 +126,40 @@ Bytes ReadRecord(PbocCard *card, const Command &command)
     return WithStatus(record->second, 0x9000);
 }
 
-// The length of the data in the command's 83 template; nothing when it is no such template.
-std::optional<size_t> TemplateDataLength(const Bytes &data)
+// The data in the command's 83 template; nothing when it is no such template.
+std::optional<Bytes> TemplateData(const Bytes &data)
 {
     if (data.size() < 2 || data[0] != 0x83)
         return std::nullopt;
     const size_t header = data[1] == 0x81 ? 3 : 2;
     if (data.size() < header || data[header - 1] != data.size() - header)
         return std::nullopt;
-    return data.size() - header;
+    return Bytes(data.begin() + static_cast<std::ptrdiff_t>(header), data.end());
 }
 
 Bytes GetProcessingOptions(PbocCard *card, const Command &command)
 {
-    const DedicatedFile *selected = Selected(card);
+    DedicatedFile *selected = Selected(card);
     if (command.p1 != 0 || command.p2 != 0)
         return Status(card, 0x6A86);
     if (selected == nullptr || !selected->isApplication)
         return Status(card, 0x6985, "no application is selected");
-    if (selected->selectStatus != 0x9000)
+    // With keys, a blocked application goes on, to decline whatever it is asked.
+    if (selected->selectStatus != 0x9000 &&
+        !(selected->online && selected->selectStatus == kApplicationBlocked))
         return Status(card, 0x6985, "the application is blocked");
+    const std::optional<Bytes> data = TemplateData(command.data);
     if (selected->checksPdolLength)
     {
-        const std::optional<size_t> length = TemplateDataLength(command.data);
-        if (!length)
+        if (!data)
             return Status(card, 0x6A80, "the command data is no template 83");
-        if (*length != selected->pdolDataLength)
+        if (data->size() != selected->pdolDataLength)
             return Status(card, 0x6985,
                           "the PDOL asks for " + std::to_string(selected->pdolDataLength) +
-                              " bytes, the command has " + std::to_string(*length));
+                              " bytes, the command has " + std::to_string(data->size()));
     }
+    if (selected->online)
+        return StartTransaction(card, selected, data.value_or(Bytes{}));
     return WithStatus(selected->processingOptions, 0x9000);
 }
 
@@ -128,34 +179,91 @@ Bytes GetData(PbocCard *card, const Command &command)
     return Status(card, 0x6A88);
 }
 
+// 4 or 8 bytes, kept for the MAC of the command that follows.
+Bytes GetChallenge(PbocCard *card, const Command &command)
+{
+    if (command.p1 != 0 || command.p2 != 0)
+        return Status(card, 0x6A86);
+    if (!command.data.empty() || !command.hasLe || (command.le != 4 && command.le != 8))
+        return Status(card, 0x6700, "a challenge has 4 or 8 bytes");
+    card->challenge = RandomBytes(card, command.le);
+    return WithStatus(card->challenge, 0x9000);
+}
+
+Bytes Verify(PbocCard *card, const Command &command)
+{
+    const DedicatedFile *selected = Selected(card);
+    const bool isPurse = selected != nullptr && selected->purse;
+    return isPurse ? VerifyPursePin(card, command) : VerifyCardholderPin(card, command);
+}
+
 struct Instruction
 {
     uint8_t cla;
     uint8_t ins;
     Bytes (*answer)(PbocCard *card, const Command &command);
+    bool (*has)(
+        const DedicatedFile &file); // which application brings the command; null: every card
 };
 
 constexpr Instruction kInstructions[] = {
-    {0x00, 0xA4, Select},
-    {0x00, 0xB2, ReadRecord},
-    {0x80, 0xA8, GetProcessingOptions},
-    {0x80, 0xCA, GetData},
+    {0x00, 0xA4, Select, nullptr},
+    {0x00, 0xB2, ReadRecord, nullptr},
+    {0x80, 0xA8, GetProcessingOptions, nullptr},
+    {0x80, 0xCA, GetData, nullptr},
+    {0x80, 0xAE, GenerateCryptogram, HasOnline},
+    {0x00, 0x82, AuthenticateIssuer, HasOnline},
+    {0x84, 0x16, RunScriptCommand, HasOnline}, // CARD BLOCK
+    {0x84, 0x18, RunScriptCommand, HasOnline}, // APPLICATION UNBLOCK
+    {0x84, 0x1E, RunScriptCommand, HasOnline}, // APPLICATION BLOCK
+    {0x84, 0x24, RunScriptCommand, HasOnline}, // PIN CHANGE/UNBLOCK
+    {0x04, 0xDA, RunScriptCommand, HasOnline}, // PUT DATA
+    {0x00, 0x84, GetChallenge, HasRandom},
+    {0x00, 0x20, Verify, HasPin},
+    {0x80, 0x5C, GetBalance, HasPurse},
+    {0x80, 0x50, InitializePurse, HasPurse},
+    {0x80, 0x52, CompletePurse, HasPurse}, // CREDIT FOR LOAD as the standard numbers it
+    {0x80, 0x54, CompletePurse, HasPurse}, // CREDIT FOR LOAD (P1 00), DEBIT FOR PURCHASE (P1 01)
+    {0x00, 0xB0, ReadBinary, HasFiles},
+    {0x00, 0xD6, UpdateBinary, HasFiles},
+    {0x04, 0xD6, UpdateBinary, HasFiles},
 };
+
+// The purse forgets the first command of a transaction unless the second follows at once.
+void DropPurseOrder(PbocCard *card, uint8_t ins)
+{
+    DedicatedFile *selected = Selected(card);
+    if (selected != nullptr && selected->purse && ins != 0x52 && ins != 0x54)
+        selected->purse->order = {};
+}
 
 Bytes Answer(PbocCard *card, const Command &command)
 {
-    if (command.cla != 0x00 && command.cla != 0x80)
-        return Status(card, 0x6E00);
-    uint16_t failure = 0x6D00;
+    bool knowsClass = false;
+    bool knowsInstruction = false;
+    DropPurseOrder(card, command.ins);
     for (const Instruction &instruction : kInstructions)
     {
-        if (instruction.ins != command.ins)
+        if (instruction.has != nullptr &&
+            std::none_of(card->dedicatedFiles.begin(), card->dedicatedFiles.end(), instruction.has))
             continue;
-        if (instruction.cla == command.cla)
-            return instruction.answer(card, command);
-        failure = 0x6E00; // known, but not in this class
+        const bool isClass = instruction.cla == command.cla;
+        const bool isInstruction = instruction.ins == command.ins;
+        knowsClass = knowsClass || isClass;
+        knowsInstruction = knowsInstruction || isInstruction;
+        if (!isClass || !isInstruction)
+            continue;
+        const DedicatedFile *selected = Selected(card);
+        if (instruction.has != nullptr && (selected == nullptr || !instruction.has(*selected)))
+            return Status(card, 0x6985, "the selected application does not have this command");
+        const Bytes answer = instruction.answer(card, command);
+        // A challenge serves the one command behind it.
+        if (command.ins != 0x84)
+            card->challenge.clear();
+        return answer;
     }
-    return Status(card, failure);
+    // Known in another class is a wrong class; so is a class that nothing is known in.
+    return Status(card, !knowsClass || knowsInstruction ? 0x6E00 : 0x6D00);
 }
 
 Bytes LengthStatus(uint8_t status, size_t length)
@@ -218,26 +326,71 @@ Bytes Transmit(PbocCard *card, const Bytes &bytes)
 
 void StartSession(PbocCard *card)
 {
-    card->selected.reset();
+    LeaveSelection(card);
     card->pending.clear();
     card->remark.clear();
 }
 
 } // namespace
 
-std::shared_ptr<Card> MakePbocCard(const Place &description)
+Bytes Status(PbocCard *card, uint16_t statusWord, const std::string &why)
+{
+    card->remark = why;
+    return WithStatus({}, statusWord);
+}
+
+DedicatedFile *Selected(PbocCard *card)
+{
+    return card->selected ? &card->dedicatedFiles[*card->selected] : nullptr;
+}
+
+Bytes RandomBytes(const PbocCard *card, size_t count)
+{
+    Bytes bytes;
+    std::random_device device;
+    while (bytes.size() < count)
+    {
+        const size_t at = bytes.size();
+        bytes.push_back(card->fixedRandom.empty()
+                            ? static_cast<uint8_t>(device())
+                            : card->fixedRandom[at % card->fixedRandom.size()]);
+    }
+    return bytes;
+}
+
+void EnterRecord(DedicatedFile *file, uint8_t identifier, unsigned limit, const Bytes &record)
+{
+    if (limit == 0)
+        return;
+    std::map<uint8_t, Bytes> entered;
+    entered[1] = record;
+    for (const auto &[number, older] : file->files[identifier])
+    {
+        if (number < limit && number < 0xFF)
+            entered[static_cast<uint8_t>(number + 1)] = older;
+    }
+    file->files[identifier] = std::move(entered);
+}
+
+std::shared_ptr<Card> WrapPbocCard(const Place &description, std::shared_ptr<PbocCard> pboc,
+                                   const char *kind, const char *usualLabel)
 {
     const auto card = std::make_shared<Card>();
-    const auto pboc = std::make_shared<PbocCard>();
-    ReadPbocDescription(description, pboc.get());
-    card->kind = "pboc";
-    card->label = TextAt(description, "label", "PBOC card");
+    card->kind = kind;
+    card->label = TextAt(description, "label", usualLabel);
     card->answerToReset = HexAt(description, "atr", PlainAnswerToReset());
     card->powerOn = [pboc] { StartSession(pboc.get()); };
     card->powerOff = [pboc] { StartSession(pboc.get()); };
     card->transmit = [pboc](const Bytes &command) { return Transmit(pboc.get(), command); };
     card->remark = [pboc] { return pboc->remark; };
     return card;
+}
+
+std::shared_ptr<Card> MakePbocCard(const Place &description)
+{
+    const auto pboc = std::make_shared<PbocCard>();
+    ReadPbocDescription(description, pboc.get());
+    return WrapPbocCard(description, pboc, "pboc", "PBOC card");
 }
 
 } // namespace vreader

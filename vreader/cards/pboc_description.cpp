@@ -186,7 +186,7 @@ Bytes Locator(const Place &place)
 }
 
 // The answer to GET PROCESSING OPTIONS in one of its three forms.
-Bytes ProcessingOptions(const Place &gpo, const RecordFiles &files)
+Bytes ProcessingOptions(const Place &gpo, const RecordFiles &files, bool isOnline)
 {
     if (const std::optional<Place> raw = Find(gpo, "raw"))
         return Hex(*raw);
@@ -211,7 +211,7 @@ Bytes ProcessingOptions(const Place &gpo, const RecordFiles &files)
         Expected(*format, "1, 2 or \"contactless\"");
     else if (afl)
         Complain(*afl, "the contactless answer has no file locator");
-    else if (!data)
+    else if (!data && !isOnline)
         Complain(gpo, "the key \"data\" is missing (what the contactless answer holds)");
     if (data)
         AppendBytes(&contents, DataObjects(*data));
@@ -220,12 +220,15 @@ Bytes ProcessingOptions(const Place &gpo, const RecordFiles &files)
 
 // Reads a log file into the application; gives what the log entry in the FCI says.
 template <typename RecordReader>
-Bytes Log(const Place &place, unsigned usualFile, RecordReader readRecord, RecordFiles *files)
+Bytes Log(const Place &place, RecordReader readRecord, RecordFiles *files, uint8_t *file,
+          unsigned *limit)
 {
     if (!IsObjectOf(place, {"sfi", "size", "entry", "records"}))
         return {};
-    const auto identifier = static_cast<uint8_t>(NumberAt(place, "sfi", 1, kLastFile, usualFile));
+    const auto identifier = static_cast<uint8_t>(NumberAt(place, "sfi", 1, kLastFile, *file));
     const auto size = static_cast<uint8_t>(NumberAt(place, "size", 0, 255, 10));
+    *file = identifier;
+    *limit = size;
     (*files)[identifier] = {};
     if (const std::optional<Place> records = Find(place, "records"))
         (*files)[identifier] = Records(*records, readRecord);
@@ -241,13 +244,6 @@ uint16_t SelectStatus(const Place &place)
     return isBlocked ? 0x6283 : 0x9000;
 }
 
-Bytes Fci(const Bytes &name, const Bytes &proprietary)
-{
-    Bytes contents = Tlv(kFileName, name);
-    AppendTlv(&contents, kFciProprietary, proprietary);
-    return Tlv(kFciTemplate, contents);
-}
-
 ListedApplication Listing(const Place &place)
 {
     ListedApplication listed{HexAt(place, "aid", {}), BytesFromText(TextAt(place, "label", "")),
@@ -260,11 +256,25 @@ ListedApplication Listing(const Place &place)
     return listed;
 }
 
+// What takes keys, and files that have identifiers.
+void ReadAbilities(const Place &place, DedicatedFile *application)
+{
+    if (const std::optional<Place> key = Find(place, "maintenanceKey"))
+        application->maintenanceKey = Key(*key);
+    if (const std::optional<Place> files = Find(place, "elementaryFiles"))
+        ReadElementaryFiles(*files, application);
+    if (const std::optional<Place> purse = Find(place, "purse"))
+        ReadPurseDescription(*purse, application);
+    if (const std::optional<Place> online = Find(place, "online"))
+        ReadOnlineDescription(*online, place, application);
+}
+
 DedicatedFile Application(const Place &place)
 {
     DedicatedFile application;
     if (!IsObjectOf(place, {"aid", "label", "priority", "fci", "discretionary", "rawFci", "status",
-                            "blocked", "gpo", "records", "getData", "log", "loadLog"}))
+                            "blocked", "gpo", "records", "getData", "log", "loadLog", "online",
+                            "purse", "elementaryFiles", "maintenanceKey"}))
         return application;
     const ListedApplication listed = Listing(place);
     application.isApplication = true;
@@ -278,20 +288,25 @@ DedicatedFile Application(const Place &place)
     const nlohmann::json usual = nlohmann::json::object();
     const Place gpo = Find(place, "gpo").value_or(Place{&usual, place.path, place.problem});
     if (IsObjectOf(gpo, {"format", "aip", "afl", "data", "raw", "checkPdolLength"}))
-        application.processingOptions = ProcessingOptions(gpo, application.files);
+        application.processingOptions =
+            ProcessingOptions(gpo, application.files, Find(place, "online").has_value());
     application.checksPdolLength = FlagAt(gpo, "checkPdolLength", true);
 
     Bytes discretionary;
     if (const std::optional<Place> log = Find(place, "log"))
     {
-        const Bytes entry = Log(*log, 11, TransactionLogRecord, &application.files);
+        application.logFile = 11;
+        const Bytes entry = Log(*log, TransactionLogRecord, &application.files,
+                                &application.logFile, &application.logLimit);
         if (!entry.empty())
             AppendTlv(&discretionary, kLogEntry, entry);
         application.dataObjects.emplace(kLogFormat, *BytesFromHex(kLogFormatOfRecords));
     }
     if (const std::optional<Place> log = Find(place, "loadLog"))
     {
-        const Bytes entry = Log(*log, 12, LoadLogRecord, &application.files);
+        application.loadLogFile = 12;
+        const Bytes entry = Log(*log, LoadLogRecord, &application.files, &application.loadLogFile,
+                                &application.loadLogLimit);
         if (!entry.empty())
             AppendTlv(&discretionary, kLoadLogEntry, entry);
     }
@@ -307,9 +322,11 @@ DedicatedFile Application(const Place &place)
         AppendBytes(&proprietary, DataObjects(*further));
     if (!discretionary.empty())
         AppendTlv(&proprietary, kFciDiscretionary, discretionary);
-    application.fileControlInformation = HexAt(place, "rawFci", Fci(application.name, proprietary));
+    application.fileControlInformation =
+        HexAt(place, "rawFci", FileControlInformation(application.name, proprietary));
     application.pdolDataLength =
         RequestedLength(FindObject(application.fileControlInformation, kPdol).value_or(Bytes{}));
+    ReadAbilities(place, &application);
     return application;
 }
 
@@ -389,7 +406,8 @@ DedicatedFile Environment(const Place &place, const std::vector<ListedApplicatio
     Bytes proprietary = Tlv(kDirectoryFile, HexAt(place, "sfis", identifiers));
     if (const std::optional<Place> further = Find(place, "fci"))
         AppendBytes(&proprietary, DataObjects(*further));
-    environment.fileControlInformation = HexAt(place, "rawFci", Fci(environment.name, proprietary));
+    environment.fileControlInformation =
+        HexAt(place, "rawFci", FileControlInformation(environment.name, proprietary));
     return environment;
 }
 
@@ -401,18 +419,43 @@ DedicatedFile ProximityEnvironment(const std::vector<ListedApplication> &applica
         AppendTlv(&entries, kDirectoryEntry, EntryOf(application));
     DedicatedFile environment;
     environment.name = BytesFromText("2PAY.SYS.DDF01");
-    environment.fileControlInformation = Fci(environment.name, Tlv(kFciDiscretionary, entries));
+    environment.fileControlInformation =
+        FileControlInformation(environment.name, Tlv(kFciDiscretionary, entries));
     return environment;
 }
 
 } // namespace
 
+Bytes FileControlInformation(const Bytes &name, const Bytes &proprietary)
+{
+    Bytes contents = Tlv(kFileName, name);
+    AppendTlv(&contents, kFciProprietary, proprietary);
+    return Tlv(kFciTemplate, contents);
+}
+
+std::map<uint8_t, Bytes> BareRecords(const Place &place)
+{
+    return Records(place, DataObjects);
+}
+
+TripleDesKey Key(const Place &place)
+{
+    TripleDesKey key{};
+    const Bytes bytes = Hex(place);
+    if (bytes.size() == key.size())
+        std::copy(bytes.begin(), bytes.end(), key.begin());
+    else
+        Expected(place, "a key of 32 hexadecimal digits");
+    return key;
+}
+
 void ReadPbocDescription(const Place &description, PbocCard *card)
 {
     if (!IsObjectOf(description, {"kind", "label", "atr", "inject", "t0", "blocked", "pse", "ppse",
-                                  "applications", "getData"}))
+                                  "applications", "getData", "random"}))
         return;
     card->speaksT0 = FlagAt(description, "t0", false);
+    card->fixedRandom = HexAt(description, "random", {});
     card->isBlocked = FlagAt(description, "blocked", false);
     if (const std::optional<Place> objects = Find(description, "getData"))
         card->dataObjects = GetDataObjects(*objects);

@@ -101,19 +101,59 @@ std::optional<Bytes> FindObject(const Bytes &objects, Tag wanted)
     return std::nullopt;
 }
 
-size_t RequestedLength(const Bytes &dataObjectList)
+std::vector<ListEntry> ListEntries(const Bytes &dataObjectList)
 {
     Cursor cursor{&dataObjectList, 0, dataObjectList.size()};
-    size_t total = 0;
+    std::vector<ListEntry> entries;
     while (cursor.at < cursor.end)
     {
         const std::optional<Tag> tag = NextTag(&cursor);
         const std::optional<size_t> length = tag ? NextLength(&cursor) : std::nullopt;
         if (!length)
             break;
-        total += *length;
+        entries.push_back({*tag, *length});
     }
+    return entries;
+}
+
+size_t RequestedLength(const Bytes &dataObjectList)
+{
+    size_t total = 0;
+    for (const ListEntry &entry : ListEntries(dataObjectList))
+        total += entry.length;
     return total;
+}
+
+std::optional<std::vector<DataObject>> ObjectsIn(const Bytes &run, std::string *error)
+{
+    Cursor cursor{&run, 0, run.size()};
+    std::vector<DataObject> objects;
+    while (cursor.at < cursor.end)
+    {
+        const std::string place =
+            "at byte " + std::to_string(cursor.at + 1) + " of " + std::to_string(run.size()) + ": ";
+        const std::optional<Tag> tag = NextTag(&cursor);
+        const std::optional<size_t> length = tag ? NextLength(&cursor) : std::nullopt;
+        if (!length)
+        {
+            *error = place + "the bytes end within " + (tag ? "a length" : "a tag");
+            return std::nullopt;
+        }
+        if (*length > cursor.end - cursor.at)
+        {
+            *error = place + TagText(*tag) + " claims " + std::to_string(*length) + " bytes, " +
+                     std::to_string(cursor.end - cursor.at) + " follow";
+            return std::nullopt;
+        }
+        if (IsConstructed(*tag))
+            continue;
+        const auto value = run.begin() + static_cast<std::ptrdiff_t>(cursor.at);
+        const auto isSame = [&tag](const DataObject &other) { return other.tag == *tag; };
+        if (std::none_of(objects.begin(), objects.end(), isSame))
+            objects.push_back({*tag, Bytes(value, value + static_cast<std::ptrdiff_t>(*length))});
+        cursor.at += *length;
+    }
+    return objects;
 }
 
 std::optional<Tag> TagFromText(std::string_view text)

@@ -29,8 +29,27 @@ Bytes Tlv(Tag tag, const Bytes &value);
 // The value of the first object with this tag, at any depth; nothing when there is none before the
 // objects end or contradict their lengths.
 std::optional<Bytes> FindObject(const Bytes &objects, Tag tag);
+
+// One line of a data-object list: which object, and how many bytes of it.
+struct ListEntry
+{
+    Tag tag;
+    size_t length;
+};
+
+// The entries of a data-object list; what is no list gives those up to the mistake.
+std::vector<ListEntry> ListEntries(const Bytes &dataObjectList);
 // How many bytes of data a data-object list asks for; what is no list counts up to the mistake.
 size_t RequestedLength(const Bytes &dataObjectList);
+
+// Every object of a run of objects that is not constructed, at any depth, the first of each tag;
+// nothing (and where it went wrong) when the run contradicts its own lengths.
+struct DataObject
+{
+    Tag tag;
+    Bytes value;
+};
+std::optional<std::vector<DataObject>> ObjectsIn(const Bytes &run, std::string *error);
 
 // Hexadecimal digits in pairs, spaces between the pairs allowed; nothing when it is anything else.
 std::optional<Bytes> BytesFromHex(std::string_view text);
