@@ -28,6 +28,18 @@ static const char kReadAgain[] =
 static const char kStripe[] = "swipe again, evenly and over the whole length; is the stripe there?";
 static const char kStripeWrite[] = "swipe again; does this reader write, and does this stripe take "
                                    "the data?";
+static const char kPurse[] =
+    "does the balance allow it, is the key index right (--key-index), and does the account want "
+    "the "
+    "PIN (--pin)? The status stands in the log when loglevel is 2: vantor config set loglevel 2";
+static const char kOtherPurse[] = "is it a purse card? Another application: --aid HEX";
+static const char kPurseMac[] =
+    "do the issuer's keys belong to this card (options behind --)? vantor-issuer --help lists them";
+static const char kAnswerOfIssuer[] =
+    "does the issuer's answer belong to this card and this transaction, and did the card stay in "
+    "place? The status stands in the log when loglevel is 2: vantor config set loglevel 2";
+static const char kNoSecond[] =
+    "a card that gives its cryptogram at once has no second one: --scripts-only";
 static const char kArgument[] = "see vantor --help for what the command takes";
 
 static const Entry kEntries[] = {
@@ -40,6 +52,26 @@ static const Entry kEntries[] = {
      kUnionOnly},
     {"BO_ICGetCircllog", -4103, "the card has no load log (its application names none, tag DF4D)",
      "only cards with electronic cash keep one; the transactions: vantor ic log"},
+    {"BO_ICExeScript", -4109,
+     "the card did not accept the issuer's authentication or a script, or there was no script",
+     kAnswerOfIssuer},
+    {"BO_SSCReadInfo", -4100,
+     "the card has no social security application, or not all of its files",
+     "is it a social security card? Look at its answers with: vantor ic apdu "
+     "00A404000F7378312E73682EE7A4BEE4BC9AE4BF"},
+    {"BO_SSCReadInfo", -99, "a record of the social security application could not be read",
+     kReadAgain},
+    {"PBOC_SelectAID", -99, "the card has no such purse application", kOtherPurse},
+    {"PBOC_SelectAID", 100, "the card's purse application is invalidated", kOtherPurse},
+    {"EPED_Verify", -99, "the card refused the PIN", "is it the right one (--pin)? Mind the tries"},
+    {"EPED_GetBalance", -99, "the card gives no balance",
+     "some applications want the PIN first (--pin), or know only the deposit (--deposit)"},
+    {"EPED_ReadBinary", -99, "the card does not give this file",
+     "is it the right number? Some files want the PIN first (--pin)"},
+    {"EPED_InitForLoad", -99, "the card refused to prepare a load", kPurse},
+    {"EPED_InitForPurchase", -99, "the card refused to prepare a purchase", kPurse},
+    {"EPED_Load", -99, "the card refused the load", kPurseMac},
+    {"EPED_Purchase", -99, "the card refused the purchase", kPurseMac},
 
     {nullptr, 0, "done", ""},
     {nullptr, -1000, "the port could not be opened", "is the reader connected to {port}?"},
@@ -109,6 +141,15 @@ static const Entry kEntries[] = {
      "does the issuer's answer belong to this card and this transaction?"},
     {nullptr, -4110, "the card did not carry out the issuer's script",
      "does the script belong to this card and this transaction?"},
+    {nullptr, -4111, "the card has no CDOL2, or no first half went before", kNoSecond},
+    {nullptr, -4112, "the card refused the second cryptogram (a TC was asked for)",
+     kAnswerOfIssuer},
+    {nullptr, -4113, "the card refused the second cryptogram (after a referral)", kAnswerOfIssuer},
+    {nullptr, -4114, "declined: the card gave an AAC though the issuer approved", kAnswerOfIssuer},
+    {nullptr, -4115, "declined: the issuer declined and the card gave its AAC",
+     "ask the issuer why it declined"},
+    {nullptr, -4116, "the card refused the second cryptogram (an AAC was asked for)",
+     kAnswerOfIssuer},
     {nullptr, -4117, "the card has no transaction log (its application names none, tag 9F4D)",
      "not every card keeps one"},
     {nullptr, -5010, "the block number is out of range", kArgument},
@@ -131,7 +172,7 @@ static const Entry kEntries[] = {
     {nullptr, -125, "cancelled", ""},
 };
 
-static std::string Filled(std::string text, const Surroundings &surroundings)
+std::string FillPlaces(std::string text, const Surroundings &surroundings)
 {
     const struct
     {
@@ -152,7 +193,8 @@ Advice FindAdvice(std::string_view call, int code, const Surroundings &surroundi
 {
     for (const Entry &entry : kEntries)
         if (entry.code == code && (entry.call == nullptr || call == entry.call))
-            return {Filled(entry.meaning, surroundings), Filled(entry.advice, surroundings)};
+            return {FillPlaces(entry.meaning, surroundings),
+                    FillPlaces(entry.advice, surroundings)};
     if (code > 0) // a power-on hands on the length of an answer whose status it does not know
         return {"the reader answered with a status that has no code of its own",
                 "the answer stands in the log when loglevel is 2: vantor config set loglevel 2"};

@@ -22,4 +22,11 @@ struct Advice
 // `call` names the call that gave the code; a few codes mean something else in one call.
 Advice FindAdvice(std::string_view call, int code, const Surroundings &surroundings);
 
+// The terminal-standard interface has a numbering of its own.
+Advice FindTerminalAdvice(int code, const Surroundings &surroundings);
+bool IsTerminalCall(std::string_view call);
+
+// Fills {port}, {iccmd} and {other} (the other command set) in a text.
+std::string FillPlaces(std::string text, const Surroundings &surroundings);
+
 } // namespace tool

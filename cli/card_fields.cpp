@@ -53,9 +53,11 @@ static void DecodeIdType(std::string_view value, bool, CardField *field)
     }
 }
 
-// Account number, 'D', expiry YYMM, three digits of service code, the issuer's own digits.
+// Account number, 'D', expiry YYMM, three digits of service code, the issuer's own digits; where
+// the call leaves it in place, a filling F.
 static void DecodeTrack2(std::string_view value, bool mask, CardField *field)
 {
+    value = value.substr(0, value.find('F'));
     const size_t separator = value.find('D');
     if (separator == std::string_view::npos || value.size() < separator + 8)
     {
@@ -106,6 +108,15 @@ static void DecodeDate(std::string_view value, bool, CardField *field)
     field->value = *date;
 }
 
+static void DecodeCounter(std::string_view value, bool, CardField *field)
+{
+    if (value.size() != 4)
+        return;
+    const int counter = std::stoi(std::string(value), nullptr, 16);
+    field->text = std::to_string(counter);
+    field->value = counter;
+}
+
 static void DecodeSequence(std::string_view value, bool, CardField *field)
 {
     field->text = std::string(value);
@@ -119,9 +130,10 @@ enum class Characters
     kBytes,          // the bytes as they are
 };
 
-static const struct
+static const struct KnownField
 {
-    char letter;
+    char letter;         // in the main interface; 0: not there
+    char terminalLetter; // in the terminal interface
     const char *tag;
     const char *key;
     const char *name;
@@ -129,55 +141,83 @@ static const struct
     bool secret; // raw is kept back under --mask
     Decoder decode;
 } kFields[] = {
-    {'A', "5A", "card_number", "Card number", Characters::kHexUntilFiller, true, DecodePan},
-    {'B', "5F20", "cardholder_name", "Cardholder name", Characters::kBytes, false, DecodeText},
-    {'C', "9F62", "id_type", "ID type", Characters::kHexDigits, false, DecodeIdType},
-    {'D', "9F61", "id_number", "ID number", Characters::kBytes, true, DecodeIdNumber},
-    {'E', "57", "track2", "Track 2", Characters::kHexUntilFiller, true, DecodeTrack2},
-    {'F', "9F1F", "track1_data", "Track 1 data", Characters::kHexDigits, true, DecodeTrack1},
-    {'G', "9F79", "ec_balance", "EC balance", Characters::kHexDigits, false, DecodeMoney},
-    {'H', "9F77", "ec_balance_limit", "EC balance limit", Characters::kHexDigits, false,
+    {'A', 'A', "5A", "card_number", "Card number", Characters::kHexUntilFiller, true, DecodePan},
+    {'B', 'K', "5F20", "cardholder_name", "Cardholder name", Characters::kBytes, false, DecodeText},
+    {'C', 'I', "9F62", "id_type", "ID type", Characters::kHexDigits, false, DecodeIdType},
+    {'D', 'J', "9F61", "id_number", "ID number", Characters::kBytes, true, DecodeIdNumber},
+    {'E', 'B', "57", "track2", "Track 2", Characters::kHexUntilFiller, true, DecodeTrack2},
+    {'F', 0, "9F1F", "track1_data", "Track 1 data", Characters::kHexDigits, true, DecodeTrack1},
+    {'G', 'C', "9F79", "ec_balance", "EC balance", Characters::kHexDigits, false, DecodeMoney},
+    {'H', 'D', "9F77", "ec_balance_limit", "EC balance limit", Characters::kHexDigits, false,
      DecodeMoney},
-    {'I', "5F24", "expires", "Expires", Characters::kHexDigits, false, DecodeDate},
-    {'J', "5F34", "card_sequence_number", "Card sequence number", Characters::kHexDigits, false,
-     DecodeSequence},
-    {'K', "9F6D", "ec_reset_threshold", "EC reset threshold", Characters::kHexDigits, false,
+    {'I', 'E', "5F24", "expires", "Expires", Characters::kHexDigits, false, DecodeDate},
+    {'J', 'G', "5F34", "card_sequence_number", "Card sequence number", Characters::kHexDigits,
+     false, DecodeSequence},
+    {'K', 0, "9F6D", "ec_reset_threshold", "EC reset threshold", Characters::kHexDigits, false,
      DecodeMoney},
-    {'L', "9F78", "ec_single_limit", "EC single payment limit", Characters::kHexDigits, false,
+    {'L', 'F', "9F78", "ec_single_limit", "EC single payment limit", Characters::kHexDigits, false,
      DecodeMoney},
-    {'M', "5F25", "valid_from", "Valid from", Characters::kHexDigits, false, DecodeDate},
-    {'N', "9F63", "product_information", "Product information", Characters::kBytes, false,
+    {'M', 0, "5F25", "valid_from", "Valid from", Characters::kHexDigits, false, DecodeDate},
+    {'N', 0, "9F63", "product_information", "Product information", Characters::kBytes, false,
+     DecodeText},
+    {0, 'H', "9F36", "atc", "Transaction counter", Characters::kHexDigits, false, DecodeCounter},
+    {0, 'L', "9F0B", "cardholder_name_extended", "Cardholder name, rest", Characters::kBytes, false,
      DecodeText},
 };
+
+static char LetterOf(const KnownField &field, CallSet callSet)
+{
+    return callSet == CallSet::kMain ? field.letter : field.terminalLetter;
+}
+
+static const KnownField *FindField(char letter, CallSet callSet)
+{
+    for (const KnownField &field : kFields)
+        if (LetterOf(field, callSet) == letter)
+            return &field;
+    return nullptr;
+}
+
+std::string KnownCardLetters(CallSet callSet)
+{
+    std::string letters;
+    for (char letter = 'A'; letter <= 'Z'; letter++)
+        if (FindField(letter, callSet) != nullptr)
+            letters += letter;
+    return letters;
+}
 
 static bool IsHexDigits(std::string_view text)
 {
     return text.find_first_not_of("0123456789ABCDEF") == std::string_view::npos;
 }
 
-std::vector<CardField> CardFields(const LetterItems &answer, const std::string &letters, bool mask)
+static CardField ReadField(const KnownField &known, char letter, const std::string *value,
+                           bool mask)
+{
+    CardField field{letter, known.tag, known.key, known.name, "", "", nullptr};
+    if (value == nullptr || value->empty())
+        return field;
+    const bool isHex = known.characters != Characters::kBytes;
+    if (isHex && !IsHexDigits(*value))
+        field.text = "not hexadecimal: " + Hex(*value);
+    else
+        known.decode(*value, mask, &field);
+    if (field.text.empty())
+        field.text = isHex ? *value : "hex " + Hex(*value);
+    if (!mask || !known.secret)
+        field.raw = isHex && IsHexDigits(*value) ? *value : Hex(*value);
+    return field;
+}
+
+std::vector<CardField> CardFields(const LetterItems &answer, const std::string &letters, bool mask,
+                                  CallSet callSet)
 {
     std::vector<CardField> fields;
-    for (const auto &known : kFields)
-    {
-        if (letters.find(known.letter) == std::string::npos)
-            continue;
-        CardField field{known.letter, known.tag, known.key, known.name, "", "", nullptr};
-        const std::string *value = FindItem(answer, known.letter);
-        if (value != nullptr && !value->empty())
-        {
-            const bool isHex = known.characters != Characters::kBytes;
-            if (isHex && !IsHexDigits(*value))
-                field.text = "not hexadecimal: " + Hex(*value);
-            else
-                known.decode(*value, mask, &field);
-            if (field.text.empty())
-                field.text = isHex ? *value : "hex " + Hex(*value);
-            if (!mask || !known.secret)
-                field.raw = isHex && IsHexDigits(*value) ? *value : Hex(*value);
-        }
-        fields.push_back(field);
-    }
+    for (const char letter : KnownCardLetters(callSet))
+        if (letters.find(letter) != std::string::npos)
+            fields.push_back(
+                ReadField(*FindField(letter, callSet), letter, FindItem(answer, letter), mask));
     return fields;
 }
 

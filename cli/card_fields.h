@@ -1,4 +1,4 @@
-// The card information answer as named fields: letters A to N, their tags and their meaning.
+// The card information answer as named fields: letters, their tags and their meaning.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -7,13 +7,15 @@
 #include <vector>
 
 #include "letter_text.h"
+#include "options.h"
 
 namespace tool
 {
 
 using Json = nlohmann::ordered_json; // keeps the order that the documentation shows
 
-constexpr char kAllCardLetters[] = "ABCDEFGHIJKLMN";
+// The letters that a set of calls knows, in their order: each set has its own.
+std::string KnownCardLetters(CallSet callSet);
 
 struct CardField
 {
@@ -26,8 +28,9 @@ struct CardField
     Json value;       // null when the card does not hold it or the value makes no sense
 };
 
-// One field for each letter that was asked for and is known, in table order.
-std::vector<CardField> CardFields(const LetterItems &answer, const std::string &letters, bool mask);
+// One field for each letter that was asked for and is known, in the order of the letters.
+std::vector<CardField> CardFields(const LetterItems &answer, const std::string &letters, bool mask,
+                                  CallSet callSet = CallSet::kMain);
 Json CardFieldsJson(const std::vector<CardField> &fields);
 std::string CardFieldsText(const std::vector<CardField> &fields);
 

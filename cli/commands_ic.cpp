@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "atr.h"
+#include "card_calls.h"
 #include "log_records.h"
 #include "presentation.h"
 #include "session.h"
@@ -104,65 +105,67 @@ static bool Refused(Report *report, const std::string &error)
 
 void IcInfo(const Options &options, Report *report)
 {
-    WithReader(options, report,
-               [&]
-               {
-                   std::string area(kAnswerArea, '\0');
-                   const int code = WaitingForCard(options,
-                                                   [&]
-                                                   {
-                                                       return BO_ICGetInfo(
-                                                           options.mode, options.letters.c_str(), 0,
-                                                           area.data(), options.timeoutSeconds);
-                                                   });
-                   if (Failed(options, report, "BO_ICGetInfo", code))
-                       return;
-                   const LetterItems answer = ParseItems(area);
-                   if (Refused(report, answer.error))
-                       return;
-                   const std::vector<CardField> fields =
-                       CardFields(answer, options.letters, options.mask);
-                   report->result["fields"] = CardFieldsJson(fields);
-                   Say(*report, CardFieldsText(fields));
-               });
+    WithCallSet(options, report,
+                [&]
+                {
+                    std::string area;
+                    CallResult result{};
+                    WaitingForCard(options,
+                                   [&]
+                                   {
+                                       result = ReadInformation(options, &area);
+                                       return result.code;
+                                   });
+                    if (Failed(options, report, result.call, result.code))
+                        return;
+                    const LetterItems answer = ParseItems(area);
+                    if (Refused(report, answer.error))
+                        return;
+                    const std::vector<CardField> fields =
+                        CardFields(answer, options.letters, options.mask, options.callSet);
+                    report->result["fields"] = CardFieldsJson(fields);
+                    Say(*report, CardFieldsText(fields));
+                });
 }
 
 struct CardLog
 {
-    const char *callName;
-    int (*call)(int mode, int reserved, char *detail, int timeoutSeconds);
+    CallResult (*read)(const Options &options, std::string *area);
     Json (*toJson)(const LetterRecords &log);
     std::string (*toText)(const LetterRecords &log);
 };
 
 static void ReadLog(const Options &options, Report *report, const CardLog &log)
 {
-    WithReader(options, report,
-               [&]
-               {
-                   std::string area(kAnswerArea, '\0');
-                   const int code = WaitingForCard(
-                       options, [&]
-                       { return log.call(options.mode, 0, area.data(), options.timeoutSeconds); });
-                   if (Failed(options, report, log.callName, code))
-                       return;
-                   const LetterRecords records = ParseRecords(area);
-                   if (Refused(report, records.error))
-                       return;
-                   report->result["records"] = log.toJson(records);
-                   Say(*report, log.toText(records));
-               });
+    WithCallSet(options, report,
+                [&]
+                {
+                    std::string area;
+                    CallResult result{};
+                    WaitingForCard(options,
+                                   [&]
+                                   {
+                                       result = log.read(options, &area);
+                                       return result.code;
+                                   });
+                    if (Failed(options, report, result.call, result.code))
+                        return;
+                    const LetterRecords records = ParseRecords(area);
+                    if (Refused(report, records.error))
+                        return;
+                    report->result["records"] = log.toJson(records);
+                    Say(*report, log.toText(records));
+                });
 }
 
 void IcLog(const Options &options, Report *report)
 {
-    ReadLog(options, report,
-            {"BO_ICGetDetail", BO_ICGetDetail, TransactionsJson, TransactionsText});
+    ReadLog(options, report, {ReadTransactionLog, TransactionsJson, TransactionsText});
 }
 
 void IcLoads(const Options &options, Report *report)
 {
-    ReadLog(options, report, {"BO_ICGetCircllog", BO_ICGetCircllog, LoadsJson, LoadsText});
+    ReadLog(options, report, {ReadLoadLog, LoadsJson, LoadsText});
 }
 
 // One exchange; false when none took place, which ends the list.

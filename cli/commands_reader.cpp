@@ -93,13 +93,32 @@ void Beep(const Options &options, Report *report)
                });
 }
 
-void ExplainError(const Options &options, Report *report)
+// The terminal interface has a numbering of its own, without texts.
+static void ExplainTerminalCode(const Options &options, Report *report)
 {
     const int code = options.code;
+    const Advice advice = FindTerminalAdvice(code, {options.port, ConfiguredCommandSet()});
+    report->result = {{"code", code},    {"public_code", nullptr},    {"terminal_code", code},
+                      {"text", nullptr}, {"meaning", advice.meaning}, {"try", advice.advice}};
+    Say(*report, std::to_string(code) + "  of the terminal interface\n" + advice.meaning + "\n");
+    if (!advice.advice.empty())
+        Say(*report, "try: " + advice.advice + "\n");
+}
+
+void ExplainError(const Options &options, Report *report)
+{
+    if (options.callSet == CallSet::kTerminal)
+    {
+        ExplainTerminalCode(options, report);
+        return;
+    }
+    const int code = options.code;
     const int publicCode = code == 0 ? 0 : BO_GetErrorCode(code);
+    const int terminalCode = Vantor_GetErrorCode(publicCode);
     const Advice advice = FindAdvice("", code, {options.port, ConfiguredCommandSet()});
     report->result = {{"code", code},
                       {"public_code", publicCode},
+                      {"terminal_code", terminalCode},
                       {"text", ErrorText(publicCode)},
                       {"meaning", advice.meaning},
                       {"try", advice.advice}};

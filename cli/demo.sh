@@ -1,5 +1,6 @@
 #!/bin/bash
-# A bank card is read on the virtual reader, every exchange on the wire shown decoded.
+# A bank card is read on the virtual reader, every exchange on the wire shown decoded; then other
+# cards make whole online transactions with the virtual issuer.
 # usage: cli/demo.sh BUILD_DIRECTORY   (./run demo builds first)
 set -euo pipefail
 
@@ -49,11 +50,18 @@ sys.exit(0 if first.startswith("ok") else 1)
 EOF
 }
 
-# The trace lines since the last call, beside the tool's own output.
+# The trace lines since the last call, beside the tool's own output: all, or only the commands that
+# match $trace_only with their answers.
 trace_seen=0
+trace_only=
 show_trace() {
     control "trace since $trace_seen" >"$work/trace"
     read -r _ trace_seen <"$work/trace"
+    if [ -n "$trace_only" ]; then
+        sed -n '1p' "$work/trace" >"$work/some"
+        grep -E -A1 --no-group-separator "$trace_only" "$work/trace" >>"$work/some" || true
+        mv "$work/some" "$work/trace"
+    fi
     # Long hexadecimal texts keep their beginning and their status word.
     sed -n -e 's/\([0-9A-F]\{48\}\)[0-9A-F]\{8,\}\([0-9A-F]\{4\}\)$/\1...\2/' \
         -e "2,\$s/^.*\$/    $dim&$plain/p" "$work/trace"
@@ -66,13 +74,19 @@ judge() {
     fi
 }
 
-# step WORDS...: runs the tool, shows the exchanges it made on the wire, then what it said.
+# step WORDS...: runs the tool, shows the exchanges it made on the wire, then what it said; with
+# brief=yes without the decoded objects, which are indented.
+brief=
 step() {
     local status=0
     printf '%s$ vantor --port %s %s%s\n' "$bold" "$port" "$*" "$plain"
     "$vantor" --port "$port" "$@" >"$work/said" 2>&1 </dev/null || status=$?
     show_trace
-    cat "$work/said"
+    if [ -n "$brief" ]; then
+        grep -v '^  ' "$work/said" || true
+    else
+        cat "$work/said"
+    fi
     judge "$status"
 }
 
@@ -129,6 +143,28 @@ show_trace
 cat "$work/said"
 judge "$status"
 
+heading "an online transaction: a card with keys, the virtual issuer verifies and approves"
+control swap contact '{"kind": "reference", "file": "online.json", "card": "online-1"}' >/dev/null
+echo "selecting the application and reading its records, as above, are left out of the trace"
+trace_only='GENERATE AC|EXTERNAL AUTH|PUT DATA'
+step ic transaction --amount 12.34 --merchant "茶馆" -- \
+    --script 'put-data 9F79=000000020000'
+
+heading "the card has entered it in its log, and the script has set its balance"
+trace_only='none'
+step ic log
+step ic info --tags G
+
+heading "contactless, through the calls of the terminal-standard interface"
+control swap contactless '{"kind": "reference", "file": "online.json", "card": "online-contactless"}' \
+    >/dev/null
+trace_only='GENERATE AC|EXTERNAL AUTH'
+brief=yes
+step ic transaction --interface terminal --contactless --amount 8.00 --merchant "茶馆"
+brief=
+trace_only='none'
+step ic log --interface terminal --contactless
+
 heading "what next"
 cat <<EOF
 In one terminal:   $build/bin/vantor-reader --control /tmp/reader.sock
@@ -137,6 +173,7 @@ In another one:    export VANTOR_PORT=pts/N      (the name that it prints)
                    $vantor ic info --json
                    $vantor config set Iccmd 1    (the reader's other command set)
                    $vantor ic detect
+                   $build/bin/vantor-issuer --help      (the issuer by itself)
 More: docs/tool.md, docs/virtual-reader.md, vantor --help
 EOF
 

@@ -11,26 +11,6 @@ static std::string Value(const LetterItems &record, char letter)
     return value == nullptr ? std::string() : *value;
 }
 
-static const char *TransactionTypeName(std::string_view code)
-{
-    static const struct
-    {
-        const char *code;
-        const char *name;
-    } kTypes[] = {
-        {"00", "purchase"},        {"01", "cash"},
-        {"09", "purchase + cash"}, {"17", "cash"},
-        {"20", "refund"},          {"21", "deposit"},
-        {"30", "enquiry"},         {"31", "balance enquiry"},
-        {"40", "transfer"},        {"60", "load from account"},
-        {"62", "load from other"}, {"63", "load with cash"},
-    };
-    for (const auto &type : kTypes)
-        if (code == type.code)
-            return type.name;
-    return nullptr;
-}
-
 // The record holds the smallest unit; how many decimals that is, its currency tells.
 static std::string Amount(const std::string &digits, const std::string &currencyCode)
 {

@@ -2,23 +2,15 @@
 
 #include <CLI/CLI.hpp>
 
-#include <cerrno>
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <unistd.h>
 
-#include "apdu_input.h"
+#include "arguments.h"
 #include "commands.h"
 #include "session.h"
 
 namespace tool
 {
-
-// The library's table of port names holds 63 characters and a NUL.
-static const size_t kMostPortCharacters = 63;
-static const size_t kMostScriptBytes = 4 * 1024 * 1024; // a device such as /dev/zero has no end
 
 static const char kExamples[] = R"(Examples:
   vantor info                                    the reader on USB
@@ -27,6 +19,11 @@ static const char kExamples[] = R"(Examples:
   vantor ic log --json                           the transactions as JSON
   vantor ic apdu 00A404000E315041592E5359532E444446303100 00B2010C00
   vantor ic apdu --script select.apdu            one APDU a line, # begins a comment
+  vantor ic arqc --amount 12.34 --save /tmp/t    the card's request cryptogram, decoded
+  vantor ic complete --saved /tmp/t --arpc 910A...   the issuer's answer goes to the card
+  vantor ic transaction --amount 12.34           both halves, the virtual issuer between them
+  vantor ic transaction --amount 12.34 -- --script 'put-data 9F79=000000010000'
+  vantor purse load --amount 50.00 --pin 123456
   vantor error -1013                             what a code means and what to try
   vantor config set Iccmd 1                      a reader that speaks the Union command set
 
@@ -34,156 +31,12 @@ Exit status: 0 done, 1 the operation failed or was cancelled, 2 wrong use.
 VANTOR_PORT in the environment names the port when --port does not.
 )";
 
-// What the arguments say before it has been checked.
-struct Arguments
-{
-    Options options;
-    std::string port = "USB";
-    bool contactless = false;
-    bool automatic = false;
-    std::string tags = kAllCardLetters;
-    std::vector<uint32_t> beep;
-    std::vector<std::string> hex;
-    std::string script;
-    std::string code;
-    std::string setting;
-    std::string value;
-};
-
 struct Chosen
 {
     const char *name;
     Command command;
     std::string (*check)(Arguments *arguments); // nullptr: nothing to check
 };
-
-// ---- Checks: they come before anything is opened ----
-
-static std::string CheckPort(Arguments *arguments)
-{
-    const std::string &port = arguments->port;
-    if (port == "USB" || port == "usb")
-        arguments->options.port = "USB";
-    else
-        arguments->options.port = port.substr(0, 1) == "/" ? port : "/dev/" + port;
-    if (port.empty() || arguments->options.port.size() > kMostPortCharacters)
-        return "--port takes USB, ttyS0, pts/3 or a path of at most 63 characters";
-    return "";
-}
-
-static std::string CheckMode(Arguments *arguments)
-{
-    if (arguments->contactless && arguments->automatic)
-        return "--contactless and --auto exclude each other";
-    arguments->options.mode = arguments->contactless ? 1 : arguments->automatic ? 2 : 0;
-    return "";
-}
-
-static std::string CheckTags(Arguments *arguments)
-{
-    std::string &letters = arguments->options.letters;
-    for (const char character : arguments->tags)
-    {
-        const char letter = static_cast<char>(toupper(static_cast<unsigned char>(character)));
-        if (letter < 'A' || letter > 'N')
-            return "--tags takes letters A to N, not \"" + arguments->tags + "\"";
-        letters += letter;
-    }
-    return letters.empty() ? "--tags takes letters A to N" : CheckMode(arguments);
-}
-
-static std::string CheckBeep(Arguments *arguments)
-{
-    if (arguments->beep.size() > 3)
-        return "beep takes at most three numbers";
-    for (size_t i = 0; i < arguments->beep.size(); i++)
-    {
-        // The first number is scaled down to a byte, the others are bytes.
-        const uint32_t limit = i == 0 ? 25599 : 255;
-        if (arguments->beep[i] > limit)
-            return "beep: " + std::to_string(arguments->beep[i]) + " is above " +
-                   std::to_string(limit);
-        arguments->options.beep[i] = arguments->beep[i];
-    }
-    return "";
-}
-
-static bool ReadAll(FILE *file, std::string *text)
-{
-    char part[4096];
-    for (size_t count; (count = fread(part, 1, sizeof part, file)) > 0;)
-    {
-        text->append(part, count);
-        if (text->size() > kMostScriptBytes)
-            return false;
-    }
-    return ferror(file) == 0; // a directory opens, but does not read
-}
-
-static bool ReadScript(const std::string &path, std::string *text)
-{
-    FILE *file = fopen(path.c_str(), "rbe");
-    if (file == nullptr)
-        return false;
-    const bool isRead = ReadAll(file, text);
-    fclose(file);
-    return isRead;
-}
-
-static std::string CheckApdus(Arguments *arguments)
-{
-    ApduInput input;
-    std::string script;
-    if (!arguments->script.empty() && arguments->script != "-")
-    {
-        if (!ReadScript(arguments->script, &script))
-            return "cannot read the script " + arguments->script + " (at most 4 MiB)";
-        AddScript(&input, script, arguments->script);
-    }
-    bool fromInput = arguments->script == "-" ||
-                     (arguments->hex.empty() && arguments->script.empty() && !isatty(STDIN_FILENO));
-    for (size_t i = 0; i < arguments->hex.size(); i++)
-    {
-        if (arguments->hex[i] == "-")
-            fromInput = true;
-        else
-            AddApdu(&input, arguments->hex[i], "APDU " + std::to_string(i + 1));
-    }
-    script.clear();
-    if (fromInput && !ReadAll(stdin, &script))
-        return "cannot read standard input (at most 4 MiB)";
-    AddScript(&input, script, "standard input");
-    if (!input.error.empty())
-        return input.error;
-    if (input.apdus.empty())
-        return "no APDU given: as arguments, with --script FILE, or on standard input";
-    arguments->options.apdus = input.apdus;
-    return CheckMode(arguments);
-}
-
-static std::string CheckCode(Arguments *arguments)
-{
-    char *end = nullptr;
-    errno = 0;
-    const long code = strtol(arguments->code.c_str(), &end, 10);
-    if (arguments->code.empty() || *end != '\0' || errno != 0 || code < -99999 || code > 99999)
-        return "\"" + arguments->code + "\" is no result code";
-    // Failures are negative; "error 1004" can only mean -1004.
-    arguments->options.code = static_cast<int>(code > 0 ? -code : code);
-    return "";
-}
-
-static std::string CheckGet(Arguments *arguments)
-{
-    return arguments->setting.empty()
-               ? ""
-               : CheckSetting(arguments->setting, nullptr, &arguments->options);
-}
-
-static std::string CheckSet(Arguments *arguments)
-{
-    return CheckSetting(arguments->setting, &arguments->value, &arguments->options);
-}
 
 // ---- The command line ----
 
@@ -225,6 +78,143 @@ static void AddModeOptions(CLI::App *command, Arguments *arguments)
     command->add_flag("--auto", arguments->automatic, "whichever card is there, contact first");
 }
 
+static void AddInterfaceOption(CLI::App *command, Arguments *arguments)
+{
+    command
+        ->add_option("--interface", arguments->callSet,
+                     "the library's calls to use: bo, or terminal (the terminal-standard calls)")
+        ->type_name("SET")
+        ->check(CLI::IsMember({"bo", "terminal"}).description(""));
+}
+
+// The commands that go through either set of calls.
+static void AddCallSetOptions(CLI::App *command, Arguments *arguments)
+{
+    AddModeOptions(command, arguments);
+    AddInterfaceOption(command, arguments);
+    command->add_option("--aid", arguments->aid, "the application (terminal interface only)")
+        ->type_name("HEX");
+}
+
+static void AddTransactionOptions(CLI::App *command, Arguments *arguments)
+{
+    TransactionInput &input = arguments->transaction;
+    command->add_option("--amount", input.amount, "the amount, 12.34")->type_name("YUAN");
+    command->add_option("--other", input.other, "the other amount (0)")->type_name("YUAN");
+    command->add_option("--currency", input.currency, "a name or a number (CNY)")
+        ->type_name("CODE");
+    command->add_option("--date", input.date, "2025-01-31 (today)")->type_name("DATE");
+    command->add_option("--time", input.time, "23:59:59 (now)")->type_name("TIME");
+    command->add_option("--type", input.type, "transaction type, two digits (00)")->type_name("NN");
+    command->add_option("--merchant", input.merchant, "the merchant's name, 20 bytes of GBK")
+        ->type_name("NAME");
+    command->add_option("--letters", input.letters, "fields as the calls take them, P012...")
+        ->type_name("TEXT");
+    AddCallSetOptions(command, arguments);
+}
+
+static void AddIssuerOptions(CLI::App *command, Arguments *arguments)
+{
+    command
+        ->add_option("--issuer", arguments->options.issuer, "the issuer's program (vantor-issuer)")
+        ->type_name("PROGRAM");
+    command
+        ->add_option("OPTIONS", arguments->options.issuerOptions,
+                     "behind --: options for the issuer's program")
+        ->type_name("");
+}
+
+static void AddScriptsOnlyFlag(CLI::App *command, Arguments *arguments)
+{
+    command->add_flag("--scripts-only", arguments->options.scriptsOnly,
+                      "issuer authentication and scripts, no second cryptogram");
+}
+
+static void AddTransactionCommands(CLI::App *ic, Arguments *arguments, Chosen *chosen)
+{
+    CLI::App *arqc = AddCommand(ic, "arqc", "ask a bank card for a request cryptogram (ARQC)",
+                                {"ic arqc", IcArqc, CheckRequest}, chosen);
+    AddTransactionOptions(arqc, arguments);
+    arqc->add_option("--save", arguments->file, "leave the card powered, keep what completes it")
+        ->type_name("FILE");
+    arqc->add_flag("--hex", arguments->options.hexOnly, "print the text for the issuer only");
+    CLI::App *complete = AddCommand(ic, "complete", "give the issuer's answer to the card",
+                                    {"ic complete", IcComplete, CheckComplete}, chosen);
+    complete->add_option("--arpc", arguments->arpc, "the issuer's answer, 910A...")
+        ->type_name("HEX")
+        ->required();
+    complete->add_option("--saved", arguments->file, "the file of ic arqc --save")
+        ->type_name("FILE")
+        ->required();
+    AddScriptsOnlyFlag(complete, arguments);
+    CLI::App *round =
+        AddCommand(ic, "transaction", "a whole online transaction with the virtual issuer",
+                   {"ic transaction", IcTransaction, CheckRound}, chosen);
+    AddTransactionOptions(round, arguments);
+    AddScriptsOnlyFlag(round, arguments);
+    AddIssuerOptions(round, arguments);
+}
+
+static void AddPurseOptions(CLI::App *command, Arguments *arguments)
+{
+    AddModeOptions(command, arguments);
+    command->add_option("--aid", arguments->aid, "the application (A00000000386980701)")
+        ->type_name("HEX");
+    command->add_option("--pin", arguments->options.purse.pin, "the PIN is shown to the card first")
+        ->type_name("DIGITS");
+}
+
+static void AddPurseOrder(CLI::App *command, Arguments *arguments)
+{
+    PurseOptions &purse = arguments->options.purse;
+    AddPurseOptions(command, arguments);
+    command->add_flag("--deposit", purse.deposit, "the deposit (ED), not the purse (EP)");
+    command->add_option("--amount", arguments->transaction.amount, "the amount, 12.34")
+        ->type_name("YUAN")
+        ->required();
+    command->add_option("--date", arguments->transaction.date, "2025-01-31 (today)")
+        ->type_name("DATE");
+    command->add_option("--time", arguments->transaction.time, "23:59:59 (now)")->type_name("TIME");
+    command->add_option("--terminal", arguments->purseTerminal, "six bytes (000000000001)")
+        ->type_name("HEX");
+    command->add_option("--key-index", arguments->keyIndex, "of the load or purchase key (1)")
+        ->type_name("N")
+        ->check(CLI::Range(0, 255).description(""));
+    AddIssuerOptions(command, arguments);
+}
+
+static void AddPurseCommands(CLI::App *app, Arguments *arguments, Chosen *chosen)
+{
+    CLI::App *purse = app->add_subcommand("purse", "electronic purse and deposit");
+    purse->require_subcommand(1)->fallthrough();
+    AddPurseOptions(AddCommand(purse, "balance", "what the purse and the deposit hold",
+                               {"purse balance", PurseBalance, CheckPurse}, chosen),
+                    arguments);
+    AddPurseOptions(AddCommand(purse, "log", "the purse's transactions",
+                               {"purse log", PurseLog, CheckPurse}, chosen),
+                    arguments);
+    CLI::App *read =
+        AddCommand(purse, "read", "a file of the purse: 21 the application, 22 the cardholder",
+                   {"purse read", PurseRead, CheckPurseFile}, chosen);
+    AddPurseOptions(read, arguments);
+    read->add_option("FILE", arguments->purseFile, "short file identifier, 1 to 30")
+        ->type_name("")
+        ->required();
+    read->add_option("--offset", arguments->offset, "the first byte (0)")
+        ->type_name("N")
+        ->check(CLI::Range(0, 255).description(""));
+    AddPurseOrder(AddCommand(purse, "load", "put money in, authorised by the virtual issuer",
+                             {"purse load", PurseLoad, CheckPurseOrder}, chosen),
+                  arguments);
+    CLI::App *purchase = AddCommand(purse, "purchase", "pay, with the virtual terminal's keys",
+                                    {"purse purchase", PursePurchase, CheckPurseOrder}, chosen);
+    AddPurseOrder(purchase, arguments);
+    purchase
+        ->add_option("--number", arguments->options.purse.terminalCount,
+                     "the terminal's own transaction number (1)")
+        ->type_name("N");
+}
+
 static void AddIcCommands(CLI::App *app, Arguments *arguments, Chosen *chosen)
 {
     CLI::App *ic = app->add_subcommand("ic", "IC cards");
@@ -234,12 +224,12 @@ static void AddIcCommands(CLI::App *app, Arguments *arguments, Chosen *chosen)
                    arguments);
     CLI::App *info =
         AddCommand(ic, "info", "read a bank card's data", {"ic info", IcInfo, CheckTags}, chosen);
-    info->add_option("--tags", arguments->tags, "letters of the wanted fields, A to N (all)")
+    info->add_option("--tags", arguments->tags, "letters of the wanted fields (all)")
         ->type_name("LETTERS");
-    AddModeOptions(info, arguments);
-    AddModeOptions(AddCommand(ic, "log", "read a bank card's transactions",
-                              {"ic log", IcLog, CheckMode}, chosen),
-                   arguments);
+    AddCallSetOptions(info, arguments);
+    AddCallSetOptions(AddCommand(ic, "log", "read a bank card's transactions",
+                                 {"ic log", IcLog, CheckCardCall}, chosen),
+                      arguments);
     AddModeOptions(AddCommand(ic, "loads", "read a bank card's load log",
                               {"ic loads", IcLoads, CheckMode}, chosen),
                    arguments);
@@ -252,6 +242,7 @@ static void AddIcCommands(CLI::App *app, Arguments *arguments, Chosen *chosen)
     AddModeOptions(apdu, arguments);
     AddCommand(ic, "detect", "ask the reader which cards are there (Union command set)",
                {"ic detect", IcDetect, nullptr}, chosen);
+    AddTransactionCommands(ic, arguments, chosen);
 }
 
 static void AddCommands(CLI::App *app, Arguments *arguments, Chosen *chosen)
@@ -263,10 +254,14 @@ static void AddCommands(CLI::App *app, Arguments *arguments, Chosen *chosen)
                      "duration (50) and two further values of the reader's own (1 1)")
         ->type_name("");
     AddIcCommands(app, arguments, chosen);
-    AddCommand(app, "error", "explain a result code", {"error", ExplainError, CheckCode}, chosen)
-        ->add_option("CODE", arguments->code, "the code, -1013")
-        ->type_name("")
-        ->required();
+    AddPurseCommands(app, arguments, chosen);
+    AddModeOptions(
+        AddCommand(app, "ssc", "read a social security card", {"ssc", Ssc, CheckMode}, chosen),
+        arguments);
+    CLI::App *error = AddCommand(app, "error", "explain a result code",
+                                 {"error", ExplainError, CheckCode}, chosen);
+    error->add_option("CODE", arguments->code, "the code, -1013")->type_name("")->required();
+    AddInterfaceOption(error, arguments);
 
     CLI::App *config = app->add_subcommand("config", "the library's settings");
     config->require_subcommand(1)->fallthrough();
@@ -314,6 +309,8 @@ static int Run(int count, char **words)
 
     const bool json = arguments.options.json;
     std::string wrong = CheckPort(&arguments);
+    if (wrong.empty())
+        wrong = CheckCallSet(&arguments);
     if (wrong.empty() && chosen.check != nullptr)
         wrong = chosen.check(&arguments);
     if (!wrong.empty())

@@ -49,6 +49,17 @@ std::string Bytes(std::string_view hexText)
     return bytes;
 }
 
+std::string Padded(std::string text, size_t width)
+{
+    text.resize(std::max(text.size(), width), ' ');
+    return text;
+}
+
+unsigned ByteAt(std::string_view bytes, size_t at)
+{
+    return static_cast<unsigned char>(bytes[at]);
+}
+
 bool IsDigits(std::string_view text)
 {
     return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
@@ -63,9 +74,10 @@ std::string_view WithoutPadding(std::string_view text)
 
 // ---- Texts ----
 
-static std::optional<std::string> Convert(std::string_view bytes)
+static std::optional<std::string> Convert(std::string_view bytes, const char *target,
+                                          const char *source)
 {
-    iconv_t converter = iconv_open("UTF-8", "GB18030");
+    iconv_t converter = iconv_open(target, source);
     if (converter == reinterpret_cast<iconv_t>(-1))
         return std::nullopt;
     std::string input(bytes);
@@ -111,7 +123,7 @@ static bool SteersTheTerminal(std::string_view utf8)
 
 std::optional<std::string> TextFromGb(std::string_view bytes)
 {
-    std::optional<std::string> text = Convert(bytes);
+    std::optional<std::string> text = Convert(bytes, "UTF-8", "GB18030");
     if (text && SteersTheTerminal(*text))
         return std::nullopt;
     return text;
@@ -121,6 +133,11 @@ std::string TextOrHex(std::string_view bytes)
 {
     const std::optional<std::string> text = TextFromGb(WithoutPadding(bytes));
     return text ? *text : "hex " + Hex(bytes);
+}
+
+std::optional<std::string> GbFromText(std::string_view utf8)
+{
+    return Convert(utf8, "GB18030", "UTF-8");
 }
 
 // ---- Money and dates ----
@@ -198,7 +215,7 @@ std::string Masked(std::string_view number)
                         text.size() - shownFirst - shownLast, '*');
 }
 
-// ---- Currencies and countries ----
+// ---- Currencies, countries, types ----
 
 static const Currency kCurrencies[] = {
     {"0156", "CNY", 2}, {"0344", "HKD", 2}, {"0446", "MOP", 2}, {"0901", "TWD", 2},
@@ -225,11 +242,39 @@ const Currency *FindCurrency(std::string_view code)
     return nullptr;
 }
 
+const Currency *FindCurrencyByName(std::string_view name)
+{
+    for (const Currency &currency : kCurrencies)
+        if (name == currency.name)
+            return &currency;
+    return nullptr;
+}
+
 const char *CountryName(std::string_view code)
 {
     for (const auto &country : kCountries)
         if (code == country.code)
             return country.name;
+    return nullptr;
+}
+
+const char *TransactionTypeName(std::string_view code)
+{
+    static const struct
+    {
+        const char *code;
+        const char *name;
+    } kTypes[] = {
+        {"00", "purchase"},        {"01", "cash"},
+        {"09", "purchase + cash"}, {"17", "cash"},
+        {"20", "refund"},          {"21", "deposit"},
+        {"30", "enquiry"},         {"31", "balance enquiry"},
+        {"40", "transfer"},        {"60", "load from account"},
+        {"62", "load from other"}, {"63", "load with cash"},
+    };
+    for (const auto &type : kTypes)
+        if (code == type.code)
+            return type.name;
     return nullptr;
 }
 

@@ -12,16 +12,19 @@
 namespace tool
 {
 
-std::string Hex(std::string_view bytes);                // upper case, "6F15..."
-std::string SpacedHex(std::string_view hexText);        // "6F15" -> "6F 15"
-std::string Bytes(std::string_view hexText);            // the reverse of Hex; "" when it is no hex
-bool IsHexText(std::string_view text);                  // whole bytes of upper-case digits
+std::string Hex(std::string_view bytes);            // upper case, "6F15..."
+std::string SpacedHex(std::string_view hexText);    // "6F15" -> "6F 15"
+std::string Bytes(std::string_view hexText);        // the reverse of Hex; "" when it is no hex
+bool IsHexText(std::string_view text);              // whole bytes of upper-case digits
+std::string Padded(std::string text, size_t width); // with blanks at the end
+unsigned ByteAt(std::string_view bytes, size_t at);
 bool IsDigits(std::string_view text);                   // at least one, decimal digits only
 std::string_view WithoutPadding(std::string_view text); // cuts blanks and NULs at the end
 
 // Chinese cards and readers write GBK; GB18030 contains it and ASCII.
 std::optional<std::string> TextFromGb(std::string_view bytes);
 std::string TextOrHex(std::string_view bytes); // padding cut; "hex D2F8..." when it is no text
+std::optional<std::string> GbFromText(std::string_view utf8); // the reverse of TextFromGb
 
 // Twelve BCD digits of the smallest unit: "000000003780" is 37.80 with two decimals.
 std::optional<uint64_t> MinorUnits(std::string_view digits);
@@ -42,6 +45,8 @@ struct Currency
     int decimals;
 };
 const Currency *FindCurrency(std::string_view code);
+const Currency *FindCurrencyByName(std::string_view name); // "CNY"
 const char *CountryName(std::string_view code);
+const char *TransactionTypeName(std::string_view code); // "00"
 
 } // namespace tool

@@ -29,8 +29,12 @@ static Json FailureJson(const Report &report)
     const Failure &failure = *report.failure;
     if (failure.call.empty())
         return {{"kind", "failed"}, {"message", failure.meaning}, {"try", failure.advice}};
-    return {{"kind", "failed"},     {"message", failure.meaning}, {"call", failure.call},
-            {"code", failure.code}, {"text", failure.text},       {"try", failure.advice}};
+    return {{"kind", "failed"},
+            {"message", failure.meaning},
+            {"call", failure.call},
+            {"code", failure.code},
+            {"text", failure.text.empty() ? Json(nullptr) : Json(failure.text)},
+            {"try", failure.advice}};
 }
 
 static void PrintFailure(const Report &report)
@@ -44,8 +48,9 @@ static void PrintFailure(const Report &report)
     if (failure.call.empty())
         fprintf(stderr, "vantor: %s\n", failure.meaning.c_str());
     else
-        fprintf(stderr, "vantor: %s failed with %d (%s): %s\n", failure.call.c_str(), failure.code,
-                failure.text.c_str(), failure.meaning.c_str());
+        fprintf(stderr, "vantor: %s failed with %d%s: %s\n", failure.call.c_str(), failure.code,
+                failure.text.empty() ? "" : (" (" + failure.text + ")").c_str(),
+                failure.meaning.c_str());
     if (!failure.advice.empty())
         fprintf(stderr, "try: %s\n", failure.advice.c_str());
 }

@@ -13,7 +13,7 @@ struct Failure
 {
     std::string call; // the library's call, or "" when the tool itself found the trouble
     int code;         // the library's code; 0 when the tool itself found the trouble
-    std::string text; // the library's own text of the code
+    std::string text; // the library's own text of the code; the terminal interface has none
     std::string meaning;
     std::string advice;
 };

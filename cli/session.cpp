@@ -247,36 +247,76 @@ bool Failed(const Options &options, Report *report, const char *call, int code)
         report->cancelled = true;
         return true;
     }
-    Advice advice = FindAdvice(call, code, {options.port, ConfiguredCommandSet()});
-    if (code == -1000)
+    const Surroundings surroundings = {options.port, ConfiguredCommandSet()};
+    const bool terminal = IsTerminalCall(call);
+    Advice advice =
+        terminal ? FindTerminalAdvice(code, surroundings) : FindAdvice(call, code, surroundings);
+    if (code == (terminal ? -3 : -1000))
         advice.advice = PortAdvice(options.port);
-    report->failure = Failure{call, code, ErrorText(code), advice.meaning, advice.advice};
+    report->failure =
+        Failure{call, code, terminal ? "" : ErrorText(code), advice.meaning, advice.advice};
     return true;
 }
 
 // ---- Connection ----
 
-void WithReader(const Options &options, Report *report, const std::function<void()> &work)
+int OpenReader(const Options &options)
+{
+    if (options.port != "USB")
+        GSetComName(kSerialPort, options.port.c_str());
+    return BO_Open(options.port == "USB" ? 0 : kSerialPort, options.baud, kNoPassThrough);
+}
+
+// Runs `work` with the watch for Ctrl-C beside it.
+static void WithWatch(const std::function<void()> &work)
 {
     const sigset_t signals = CancelSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     const int signalDescriptor = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
     const int stopDescriptor = eventfd(0, EFD_CLOEXEC);
     std::thread watch(WatchForCancel, signalDescriptor, stopDescriptor);
-
-    if (options.port != "USB")
-        GSetComName(kSerialPort, options.port.c_str());
-    BO_SetSlot(options.slot);
-    const int port = options.port == "USB" ? 0 : kSerialPort;
-    if (!Failed(options, report, "BO_Open", BO_Open(port, options.baud, kNoPassThrough)))
-        work();
-
-    // The watch ends first: a cancel repeated into the close would cut off the reader's answers.
+    work();
     eventfd_write(stopDescriptor, 1);
     watch.join();
-    BO_Close();
     close(stopDescriptor);
     close(signalDescriptor);
+}
+
+void WithReader(const Options &options, Report *report, const std::function<void()> &work)
+{
+    WithWatch(
+        [&]
+        {
+            BO_SetSlot(options.slot);
+            if (!Failed(options, report, "BO_Open", OpenReader(options)))
+                work();
+        });
+    // After the watch has ended: a cancel repeated into the close would cut off the reader's
+    // answers.
+    BO_Close();
+}
+
+// The variant calls behind this interface try the other command set when no card answers, and keep
+// it.
+static void SayWhenCommandSetChanged(int before)
+{
+    const int after = ConfiguredCommandSet();
+    if (after != before)
+        fprintf(stderr, "note: Iccmd in %s is now %d, it was %d\n", SettingsPath().c_str(), after,
+                before);
+}
+
+void WithCallSet(const Options &options, Report *report, const std::function<void()> &work)
+{
+    if (options.callSet == CallSet::kMain)
+    {
+        WithReader(options, report, work);
+        return;
+    }
+    const int commandSet = ConfiguredCommandSet();
+    BO_SetSlot(options.slot);
+    WithWatch(work);
+    SayWhenCommandSetChanged(commandSet);
 }
 
 } // namespace tool

@@ -14,6 +14,13 @@ namespace tool
 // running call through the library; a second one ends the program at once.
 void WithReader(const Options &options, Report *report, const std::function<void()> &work);
 
+// The same for the chosen set of calls: those of the terminal interface open and close the reader
+// themselves, each for itself.
+void WithCallSet(const Options &options, Report *report, const std::function<void()> &work);
+
+// Opens the port for something small between two calls of the terminal interface.
+int OpenReader(const Options &options);
+
 // Runs a call that waits for a card, with a countdown when standard error is a terminal.
 int WaitingForCard(const Options &options, const std::function<int()> &call);
 
@@ -23,7 +30,7 @@ bool IsCancelled();
 // code is a failure.
 bool Failed(const Options &options, Report *report, const char *call, int code);
 
-// The library's own text of a code, "设备未连接".
+// The library's own text of a code of the BO_ calls, "设备未连接".
 std::string ErrorText(int code);
 
 // config.ini as the library sees it at this moment.

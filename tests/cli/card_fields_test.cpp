@@ -39,7 +39,7 @@ TEST(CardFields, ComeInTableOrderWhateverWasAskedFirst)
 
 TEST(CardFields, EveryLetterHasItsTagAndName)
 {
-    const std::vector<CardField> fields = CardFields(ParseItems(""), kAllCardLetters, false);
+    const std::vector<CardField> fields = CardFields(ParseItems(""), "ABCDEFGHIJKLMN", false);
     const struct
     {
         char letter;
@@ -194,4 +194,59 @@ TEST(CardFields, MaskHidesNumbersInEveryForm)
     EXPECT_EQ(Only('F', "42363231", true).text, "********");
     EXPECT_EQ(Only('F', "42363231", true).raw, "");
     EXPECT_EQ(Only('B', "ZHANG", true).text, "ZHANG");
+}
+
+// ---- The terminal interface ----
+
+TEST(CardFieldsOfTheTerminalInterface, HaveLettersOfTheirOwn)
+{
+    EXPECT_EQ(KnownCardLetters(CallSet::kMain), "ABCDEFGHIJKLMN");
+    EXPECT_EQ(KnownCardLetters(CallSet::kTerminal), "ABCDEFGHIJKL");
+    const std::vector<CardField> fields =
+        CardFields(ParseItems(""), "ABCDEFGHIJKL", false, CallSet::kTerminal);
+    const struct
+    {
+        char letter;
+        const char *tag;
+        const char *key;
+    } kExpected[] = {
+        {'A', "5A", "card_number"},
+        {'B', "57", "track2"},
+        {'C', "9F79", "ec_balance"},
+        {'D', "9F77", "ec_balance_limit"},
+        {'E', "5F24", "expires"},
+        {'F', "9F78", "ec_single_limit"},
+        {'G', "5F34", "card_sequence_number"},
+        {'H', "9F36", "atc"},
+        {'I', "9F62", "id_type"},
+        {'J', "9F61", "id_number"},
+        {'K', "5F20", "cardholder_name"},
+        {'L', "9F0B", "cardholder_name_extended"},
+    };
+    ASSERT_EQ(fields.size(), std::size(kExpected));
+    for (size_t i = 0; i < fields.size(); i++)
+    {
+        EXPECT_EQ(fields[i].letter, kExpected[i].letter);
+        EXPECT_STREQ(fields[i].tag, kExpected[i].tag);
+        EXPECT_STREQ(fields[i].key, kExpected[i].key);
+    }
+}
+
+TEST(CardFieldsOfTheTerminalInterface, AreDecodedAsTheOthers)
+{
+    const std::vector<CardField> fields = CardFields(
+        ParseItems("B0206210948000000011D301H004002BC000"), "BHC", false, CallSet::kTerminal);
+    EXPECT_EQ(fields[0].text, "6210948000000011D301");
+    EXPECT_EQ(fields[1].text, "");
+    EXPECT_EQ(fields[2].text, "43");
+    EXPECT_EQ(fields[2].value, 43);
+}
+
+// This interface leaves the filling F behind track 2 in place.
+TEST(CardFieldsOfTheTerminalInterface, Track2MayEndWithItsFiller)
+{
+    const std::vector<CardField> fields =
+        CardFields(ParseItems("B0286210948000000011D3010201000F"), "B", false, CallSet::kTerminal);
+    EXPECT_EQ(fields[0].text, "6210948000000011D3010201000  (expires 2030-10, service code 201)");
+    EXPECT_EQ(fields[0].raw, "6210948000000011D3010201000F");
 }

@@ -15,15 +15,16 @@ static ChildResult RunDemo(const ToolDirectory &directory)
     return RunChild({"/bin/bash", VANTOR_SOURCE_DIR "/cli/demo.sh", directory.scratch.path});
 }
 
-static void AddReader(const ToolDirectory &directory)
+static void AddPrograms(const ToolDirectory &directory)
 {
-    fs::copy_file(VANTOR_BIN_DIR "/vantor-reader", directory.scratch.path + "/bin/vantor-reader");
+    for (const char *name : {"/vantor-reader", "/vantor-issuer"})
+        fs::copy_file(std::string(VANTOR_BIN_DIR) + name, directory.scratch.path + "/bin" + name);
 }
 
-TEST(Demo, ReadsACardWithTheWireBesideIt)
+TEST(Demo, ReadsACardAndPaysWithTheWireBesideIt)
 {
     const ToolDirectory directory;
-    AddReader(directory);
+    AddPrograms(directory);
     const ChildResult result = RunDemo(directory);
     EXPECT_EQ(result.status, 0) << result.out << result.err;
     EXPECT_EQ(result.err, "");
@@ -37,6 +38,18 @@ TEST(Demo, ReadsACardWithTheWireBesideIt)
              "card \"test-card\" taken out",
              "no card",
              "card \"test-card\" put in",
+             "9F36  Transaction counter      002B  43",
+             "issuer: cryptogram  ",
+             " verifies\n",
+             "APDU EXTERNAL AUTHENTICATE",
+             "APDU PUT DATA 9F79",
+             "code 00, approved",
+             "the card answers: TC",
+             "script result: DF31052000000001, the script was carried out",
+             "12.34          0.00  CNY       China     43  茶馆",
+             "G  EC balance                200.00 yuan",
+             "contactless card, ARQC",
+             "8.00          0.00  CNY       China     44  茶馆",
              "docs/tool.md",
          })
         EXPECT_THAT(result.out, HasSubstr(text));
@@ -46,7 +59,7 @@ TEST(Demo, ReadsACardWithTheWireBesideIt)
 TEST(Demo, AStepThatFailsIsSaid)
 {
     const ToolDirectory directory;
-    AddReader(directory);
+    AddPrograms(directory);
     // Reader and tool disagree about the framing: the settings name one that does not exist.
     testing_support::WriteFile(directory.ConfigPath(), "[devcfg]\nIccmd=7\n");
     const ChildResult result = RunDemo(directory);
