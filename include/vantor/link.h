@@ -1,4 +1,4 @@
-/* Reader link protocols: framed IC commands, raw exchanges, escape sequences.
+/* Reader link protocols: framed IC and identity commands, raw exchanges, escape sequences.
  *
  * Every exchange opens its own reference on the context (COMM_Open), writes, reads, and drops the
  * reference again, whether or not it succeeded: a context that Vantor_Open opened stays open, a
@@ -11,9 +11,9 @@
  *     -2    the device could not be opened
  *     -19   no context, an unknown interface type, or no USB ids
  *     -22   a bad argument, or an answer longer than the caller's buffer
- *     -62   no answer within the time-out (raw exchanges)
- *     -74   no answer, a cancelled wait, or a malformed answer (framed exchanges)
- *     -125  cancelled (RAWC_SendCmd)
+ *     -62   no answer within the time-out (raw and identity exchanges)
+ *     -74   no answer, a cancelled wait, or a malformed answer (framed IC exchanges)
+ *     -125  cancelled (RAWC_SendCmd, ID_SendCmd)
  *
  * A host that asks the reader on serial port 2 for its information:
  *
@@ -97,6 +97,39 @@ VANTOR_API int RAWC_SendCmd(DEVCONTEXT *deviceContext, const unsigned char *comm
  * state; any thread may call them. */
 VANTOR_API int MsrPacketIsEnd(const unsigned char *bytes, uint32_t count);
 VANTOR_API int MsrWriteIsEnd(const unsigned char *bytes, uint32_t count);
+
+/* ---- Identity module --------------------------------------------------------------------------
+ */
+
+/* Sends one command to the identity module and waits for its reply. On the wire the reset 11 FF is
+ * AA AA AA 96 69 00 03 11 FF ED.
+ *
+ *     payload           the command byte, the parameter byte and any data, payloadLength of them:
+ *                       1 to 508; more give -22
+ *     response          receives the payload of the reply: SW1 SW2 SW3, then data
+ *     responseCapacity  bytes of `response`: one more than the payload takes, else -22 with
+ *                       `response` left as it was. 256 do for all commands but the reads, 4096 for
+ *                       those
+ *     timeoutMs         milliseconds for the write and again for the read; 0 waits without end
+ *
+ * Returns the number of bytes received, the frame's own 8 included (11 for a bare status); the
+ * number written when not all was written (`response` is then left as it was); -22, -19, -2, -62,
+ * -125, or -1 when the transport failed. A reply whose time ran out half way counts as received:
+ * payload that it claims to have and lacks reads as zero bytes. Bytes that do not begin as a frame
+ * are handed on from the eighth one. The check byte of a reply is not verified. */
+VANTOR_API int ID_SendCmd(DEVCONTEXT *deviceContext, const unsigned char *payload,
+                          int payloadLength, unsigned char *response, int responseCapacity,
+                          uint32_t timeoutMs);
+
+/* The frame of a command: payloadLength + 8 bytes at `out`. Returns its length; -22 for a null
+ * pointer, a payload of more than 1021 bytes, or an outCapacity below twice payloadLength + 4. Any
+ * thread may call it. */
+VANTOR_API int ID_MakeCmdPackage(const unsigned char *payload, int payloadLength,
+                                 unsigned char *out, int outCapacity);
+
+/* End test of a reply: non-zero when the first `count` bytes begin with AA AA AA 96 69 and hold as
+ * many bytes behind the length field as that says, else 0. Any thread may call it. */
+VANTOR_API int KrelIdPacketIsEnd(const unsigned char *bytes, uint32_t count);
 
 /* ---- The reader as a whole ------------------------------------------------------------------- */
 

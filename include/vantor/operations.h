@@ -146,11 +146,6 @@ VANTOR_API int IC_RFAPDU(DEVCONTEXT *deviceContext, const unsigned char *apdu, i
 VANTOR_API int IC_CardDetect(DEVCONTEXT *deviceContext, unsigned char kind, int32_t *result,
                              uint32_t timeoutMs);
 
-/* ---- Identity module ------------------------------------------------------------------------- */
-
-/* Kept for hosts that set "IdChange" to 2: sends nothing and returns 0. */
-VANTOR_API int ID_ChangeSDT(void);
-
 VANTOR_C_END
 
 #endif

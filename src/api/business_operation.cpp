@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "api/wait_flag.h"
+#include "vantor/identity_operations.h"
 #include "vantor/link.h"
 #include "vantor/operations.h"
 #include "vantor/support.h"

@@ -14,8 +14,10 @@ ALLOWED = {("ops/eped_transaction.cpp", "pboc")}
 
 PUBLIC = {"export.h": "support", "support.h": "support", "transport.h": "transport",
           "hid.h": "transport", "link.h": "link", "operations.h": "ops", "pboc.h": "pboc",
-          "business.h": "api", "transactions.h": "api", "terminal.h": "api",
-          "purse.h": "ops"}
+          "purse.h": "ops", "magnetic_stripe_operations.h": "ops",
+          "identity_operations.h": "ops", "business.h": "api", "transactions.h": "api",
+          "terminal.h": "api", "magnetic_stripe.h": "api", "identity_cards.h": "api",
+          "text_conversion.h": "support"}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^">]+)[">]', re.M)
 

@@ -486,8 +486,3 @@ TEST(IcCardDetect, KrelIcHasNoSuchCommand)
     EXPECT_EQ(IC_CardDetect(&host.device, 0xFF, &result, 10), -1008);
     EXPECT_EQ(result, 77);
 }
-
-TEST(IdChangeSdt, DoesNothing)
-{
-    EXPECT_EQ(ID_ChangeSDT(), 0);
-}
