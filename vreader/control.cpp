@@ -3,7 +3,6 @@
 
 #include "vreader/cards/tlv.h"
 #include "vreader/modules/modules.h"
-#include "vreader/words.h"
 
 namespace vreader
 {
@@ -110,18 +109,33 @@ std::string PutCardIn(RunningReader *running, Words *words, bool swap)
     return kOk;
 }
 
+// A place of its own: the line's first words name it.
+bool BeginsWithIdentity(Words *words)
+{
+    if (PeekWord(*words) != "identity")
+        return false;
+    NextWord(words);
+    return true;
+}
+
 std::string Insert(RunningReader *running, Words *words)
 {
+    if (BeginsWithIdentity(words))
+        return PutIdentityCard(running, words, false);
     return PutCardIn(running, words, false);
 }
 
 std::string Swap(RunningReader *running, Words *words)
 {
+    if (BeginsWithIdentity(words))
+        return PutIdentityCard(running, words, true);
     return PutCardIn(running, words, true);
 }
 
 std::string Remove(RunningReader *running, Words *words)
 {
+    if (BeginsWithIdentity(words))
+        return TakeIdentityCard(running, words);
     PlaceName name;
     std::string problem;
     if (!ParsePlace(words, false, &name, &problem))
@@ -140,6 +154,8 @@ std::string Remove(RunningReader *running, Words *words)
 // "card PLACE status PREFIX SW [COUNT]"
 std::string InjectStatus(RunningReader *running, Words *words)
 {
+    if (BeginsWithIdentity(words))
+        return InjectIdentityStatus(running, words);
     PlaceName name;
     std::string problem;
     if (!ParsePlace(words, false, &name, &problem))
@@ -167,10 +183,22 @@ std::string InjectStatus(RunningReader *running, Words *words)
     return kOk;
 }
 
-std::string ListCards(RunningReader *running, Words *)
+// "cards", "cards identity" or "cards magnetic"
+std::string ListCards(RunningReader *running, Words *words)
 {
+    const std::string which = RestOfLine(words);
     nlohmann::json names = nlohmann::json::array();
-    for (const auto &item : running->profile.cards.items())
+    if (which == "magnetic")
+    {
+        const std::lock_guard<std::mutex> guard(running->lock);
+        for (const auto &item : running->reader.stripe.cards)
+            names.push_back(item.first);
+        return "ok " + names.dump();
+    }
+    if (!which.empty() && which != "identity")
+        return Error("expected cards, cards identity or cards magnetic");
+    const Profile &profile = running->profile;
+    for (const auto &item : (which.empty() ? profile.cards : profile.identityCards).items())
         names.push_back(item.key());
     return "ok " + names.dump();
 }
@@ -250,6 +278,20 @@ nlohmann::json PlaceInfo(const CardPlace &place)
     return {{"card", place.name}, {"powered", place.powered}};
 }
 
+nlohmann::json IdentityInfo(const IdentityModule &module)
+{
+    const char *state = module.state == IdentityState::selected ? "selected"
+                        : module.state == IdentityState::found  ? "found"
+                                                                : "";
+    return {{"card", module.name}, {"state", state}, {"baud", module.baud}};
+}
+
+nlohmann::json StripeInfo(const StripeModule &module)
+{
+    return {{"waits", module.waiting ? TracksText(*module.waiting) : ""},
+            {"planned", module.planned.size()}};
+}
+
 std::string Info(RunningReader *running, Words *)
 {
     const std::lock_guard<std::mutex> guard(running->lock);
@@ -271,6 +313,8 @@ std::string Info(RunningReader *running, Words *)
         {"serial", serial.substr(0, serial.find('\0'))},
         {"contact", contact},
         {"contactless", reader.contactless.card ? PlaceInfo(reader.contactless) : nlohmann::json()},
+        {"identity", IdentityInfo(reader.identity)},
+        {"stripe", StripeInfo(reader.stripe)},
         {"exchanges", running->exchanges},
         {"beeps", reader.beeps},
         {"faults", faults}};
@@ -333,21 +377,12 @@ struct ControlCommand
 };
 
 constexpr ControlCommand kControlCommands[] = {
-    {"insert", false, Insert},
-    {"remove", false, Remove},
-    {"swap", false, Swap},
-    {"card", false, InjectStatus},
-    {"cards", true, ListCards},
-    {"fault", false, SetFault},
-    {"speak", false, Speak},
-    {"unplug", true, Unplug},
-    {"plug", true, Plug},
-    {"info", true, Info},
-    {"quit", true, Quit},
-    {"exchanges", true, Exchanges},
-    {"received", false, ReceivedLog},
-    {"sent", false, SentLog},
-    {"trace", false, Trace},
+    {"insert", false, Insert},     {"remove", false, Remove},      {"swap", false, Swap},
+    {"card", false, InjectStatus}, {"cards", false, ListCards},    {"swipe", false, Swipe},
+    {"tracks", false, ShowTracks}, {"fault", false, SetFault},     {"speak", false, Speak},
+    {"unplug", true, Unplug},      {"plug", true, Plug},           {"info", true, Info},
+    {"quit", true, Quit},          {"exchanges", true, Exchanges}, {"received", false, ReceivedLog},
+    {"sent", false, SentLog},      {"trace", false, Trace},
 };
 
 } // namespace
@@ -373,13 +408,14 @@ bool ParseWait(const std::string &line, WaitRequest *request, std::string *probl
     if (NextWord(&words) != "wait")
         return false;
     const std::string what = PeekWord(words);
-    if (what == "bytes" || what == "closed")
+    if (what == "bytes" || what == "closed" || what == "swipe")
         NextWord(&words);
     request->what = what == "bytes"    ? WaitFor::bytes
                     : what == "closed" ? WaitFor::closed
+                    : what == "swipe"  ? WaitFor::swipe
                                        : WaitFor::exchanges;
     std::optional<unsigned long> target = 0;
-    if (request->what != WaitFor::closed)
+    if (request->what != WaitFor::closed && request->what != WaitFor::swipe)
         target = Number(NextWord(&words), 0, kAnyNumber);
     const std::string limitText = NextWord(&words);
     const std::optional<unsigned long> limit = limitText.empty()
@@ -387,7 +423,8 @@ bool ParseWait(const std::string &line, WaitRequest *request, std::string *probl
                                                    : Number(limitText, 0, kLongestWait);
     if (!target || !limit || !RestOfLine(&words).empty())
     {
-        *problem = Error("expected wait N [MS], wait bytes N [MS], or wait closed [MS]");
+        *problem =
+            Error("expected wait N [MS], wait bytes N [MS], wait swipe [MS] or wait closed [MS]");
         return true;
     }
     request->target = *target;
@@ -399,8 +436,10 @@ bool WaitIsOver(const RunningReader &running, const WaitRequest &request, std::s
 {
     const bool forBytes = request.what == WaitFor::bytes;
     const uint64_t count = forBytes ? running.bytesServed : running.exchanges;
-    const bool reached =
-        request.what == WaitFor::closed ? running.terminal.hosts <= 0 : count >= request.target;
+    const bool reached = request.what == WaitFor::closed ? running.terminal.hosts <= 0
+                         : request.what == WaitFor::swipe
+                             ? running.reader.stripe.waiting.has_value()
+                             : count >= request.target;
     if (reached)
         *answer = kOk;
     else if (running.stopping)

@@ -120,6 +120,17 @@ void PrintGreeting(const vreader::RunningReader *reader, const CommandLine &line
     if (reader->reader.contactless.card)
         std::printf("contactless  %s (%s)\n", reader->reader.contactless.name.c_str(),
                     reader->reader.contactless.card->label.c_str());
+    if (reader->reader.identity.card)
+        std::printf("identity     %s (%s)\n", reader->reader.identity.name.c_str(),
+                    reader->reader.identity.card->label.c_str());
+    if (reader->reader.stripe.everyCall)
+        std::printf("swipes       %s (%s), %lu ms after each call began\n",
+                    reader->reader.stripe.everyCall->name.c_str(),
+                    reader->reader.stripe.everyCall->card->label.c_str(),
+                    reader->reader.stripe.everyCall->afterMs);
+    for (const vreader::PlannedSwipe &swipe : reader->reader.stripe.planned)
+        std::printf("swipe        %s (%s), %lu ms after a call began\n", swipe.name.c_str(),
+                    swipe.card->label.c_str(), swipe.afterMs);
     if (!line.reader.controlSocket.empty())
         std::printf("control      %s\n", line.reader.controlSocket.c_str());
     std::printf("quit with Ctrl-C\n");

@@ -3,6 +3,7 @@
 #include "vreader/cards/profile_files.h"
 #include "vreader/cards/tlv.h"
 #include "vreader/embedded_files.h"
+#include "vreader/profile_modules.h"
 #include "vreader/words.h"
 
 #include <algorithm>
@@ -84,7 +85,8 @@ bool ReadSettings(const json &settings, Reader *reader, std::string *error)
     std::string form = "plain";
     std::string modeAnswer = HexText(reader->modeAnswer);
     if (!KnownKeysOnly(settings, "reader",
-                       {"information", "informationForm", "serial", "speaks", "modeAnswer", "note"},
+                       {"information", "informationForm", "serial", "speaks", "modeAnswer",
+                        "identityModule", "fingerprintCommand", "emptyTrack", "note"},
                        error) ||
         !ReadText(settings, "reader", "information", &reader->information, error) ||
         !ReadText(settings, "reader", "informationForm", &form, error) ||
@@ -111,7 +113,7 @@ bool ReadSettings(const json &settings, Reader *reader, std::string *error)
     reader->modeAnswer = *answer;
     reader->serial = BytesFromText(serial);
     reader->serial.resize(kSerialSize, 0);
-    return true;
+    return ReadModuleSettings(settings, reader, error);
 }
 
 bool PutCard(Profile *profile, const Reader &reader, const json &name, const std::string &path,
@@ -205,7 +207,9 @@ bool LoadProfile(const std::string &nameOrPath, const std::string &text, Profile
     if (!document)
         return false;
     if (!KnownKeysOnly(*document, "profile",
-                       {"description", "note", "reader", "cards", "contact", "contactless"}, error))
+                       {"description", "note", "reader", "cards", "contact", "contactless",
+                        "identityCards", "identity", "magneticCards", "swipes"},
+                       error))
         return false;
     if (document->contains("reader") && !ReadSettings((*document)["reader"], reader, error))
         return false;
@@ -218,6 +222,8 @@ bool LoadProfile(const std::string &nameOrPath, const std::string &text, Profile
     if (error->empty() && document->contains("contactless"))
         PutCard(profile, *reader, (*document)["contactless"], "contactless", &reader->contactless,
                 error);
+    if (error->empty())
+        ReadModuleCards(*document, profile, reader, error);
     return error->empty();
 }
 

@@ -14,6 +14,7 @@ struct Profile
     std::string name;
     std::string directory; // where relative file names start
     nlohmann::json cards = nlohmann::json::object();
+    nlohmann::json identityCards = nlohmann::json::object();
     // Cards that have lain in the reader: what they remember lasts as long as the profile is used.
     std::map<std::string, std::shared_ptr<Card>> kept;
 };

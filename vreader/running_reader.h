@@ -8,6 +8,7 @@
 #include "vreader/trace.h"
 #include "vreader/virtual_reader.h"
 #include "vreader/wire/command_stream.h"
+#include "vreader/words.h"
 
 #include <condition_variable>
 #include <mutex>
@@ -62,6 +63,8 @@ struct RunningReader
     mutable std::mutex lock;
     std::condition_variable changed;
     Reader reader;
+    std::optional<PlannedSwipe> swipe; // that the waiting call is about to meet
+    TimePoint swipeDue;
     TraceLog trace;
     std::vector<Fault> faults;
     Bytes given; // what GiveBytes handed in
@@ -105,10 +108,25 @@ bool SetLink(RunningReader *running, const std::string &path, std::string *error
 
 // service_answers.cpp
 void QueueItem(RunningReader *running, const WireItem &item, TimePoint now); // under the lock
-void SendDueAnswers(RunningReader *running, TimePoint now);                  // without it
+void QueueAnswer(RunningReader *running, const Request &request, Reply reply, TimePoint now);
+void SendDueAnswers(RunningReader *running, TimePoint now); // without it
 void DropAnswers(RunningReader *running);
 // The rest of an answer whose host has gone is not for the next one. Under the lock.
 void DropStartedAnswer(RunningReader *running);
+
+// service_swipes.cpp, under the lock but for the last
+// After a command: `before` is what waited for a swipe when it came, and it may have ended that.
+void SettleSwipes(RunningReader *running, const std::optional<Request> &before, bool begins,
+                  TimePoint now);
+void ForgetSwipes(RunningReader *running, const char *why);
+void ServeDueSwipe(RunningReader *running, TimePoint now);
+
+// control_swipes.cpp and control_identity.cpp: what stands behind the first words of a line
+std::string Swipe(RunningReader *running, Words *words);
+std::string ShowTracks(RunningReader *running, Words *words);
+std::string PutIdentityCard(RunningReader *running, Words *words, bool swap);
+std::string TakeIdentityCard(RunningReader *running, Words *words);
+std::string InjectIdentityStatus(RunningReader *running, Words *words);
 
 // control.cpp
 std::string RunControl(RunningReader *running, const std::string &line);
@@ -117,7 +135,8 @@ enum class WaitFor
 {
     exchanges,
     bytes,
-    closed // no host has the terminal open
+    closed, // no host has the terminal open
+    swipe   // a call of the magnetic module waits for a card
 };
 
 struct WaitRequest

@@ -26,26 +26,31 @@ timespec TimeUntil(TimePoint when)
 }
 
 // Sleeps until there is something to read, to send, or to do for the control channel.
-void WaitForWork(const RunningReader &running)
+void WaitForWork(const RunningReader *running)
 {
     std::optional<TimePoint> next;
     bool blocked = false;
-    if (!running.outgoing.empty())
+    if (!running->outgoing.empty())
     {
-        blocked = running.outgoing.front().blocked;
+        blocked = running->outgoing.front().blocked;
         if (!blocked)
-            next = running.outgoing.front().due;
+            next = running->outgoing.front().due;
     }
-    if (!running.arrivals.bytes.empty())
+    if (!running->arrivals.bytes.empty())
     {
-        const TimePoint arrival = NextArrival(running.arrivals, running.reader.baud);
+        const TimePoint arrival = NextArrival(running->arrivals, running->reader.baud);
         next = next ? std::min(*next, arrival) : arrival;
+    }
+    {
+        const std::lock_guard<std::mutex> guard(running->lock);
+        if (running->swipe)
+            next = next ? std::min(*next, running->swipeDue) : running->swipeDue;
     }
     // Negative descriptors are passed over by poll: a reader that is not plugged in has none.
     const auto terminalEvents = static_cast<short>(blocked ? POLLIN | POLLOUT : POLLIN);
-    pollfd descriptors[] = {{running.wake, POLLIN, 0},
-                            {running.terminal.master, terminalEvents, 0},
-                            {running.terminal.watch, POLLIN, 0}};
+    pollfd descriptors[] = {{running->wake, POLLIN, 0},
+                            {running->terminal.master, terminalEvents, 0},
+                            {running->terminal.watch, POLLIN, 0}};
     timespec rest = {};
     if (next)
         rest = TimeUntil(*next);
@@ -109,6 +114,7 @@ Bytes ReceiveBytes(RunningReader *running, TimePoint now)
 // An unfinished command of a host that has gone is never finished.
 void ForgetHost(RunningReader *running)
 {
+    ForgetSwipes(running, "the host closed the line before a card was swiped");
     const Bytes rest = ForgetPending(&running->stream);
     if (!rest.empty())
         Remark(running, "the host closed the line in the middle of a command, after " +
@@ -224,6 +230,7 @@ void DisconnectLine(RunningReader *running)
     if (!running->link.empty())
         RemoveLink(running->link, running->terminalName);
     CloseTerminal(&running->terminal);
+    ForgetSwipes(running, "the line was closed before a card was swiped");
     DropAnswers(running);
     running->stream = {};
     running->arrivals = {};
@@ -250,11 +257,12 @@ void ServeLine(RunningReader *running)
     }
     for (;;)
     {
-        WaitForWork(*running);
+        WaitForWork(running);
         if (!HandleRequests(running))
             break;
         const TimePoint now = Clock::now();
         ServeBytes(running, now);
+        ServeDueSwipe(running, now);
         SendDueAnswers(running, now);
         ShowTrace(running);
         PublishProgress(running);

@@ -2,6 +2,8 @@
 #include "vreader/running_reader.h"
 
 #include "vreader/cards/tlv.h"
+#include "vreader/modules/modules.h"
+#include "vreader/wire/identity_frame.h"
 #include "vreader/wire/krel_frame.h"
 #include "vreader/wire/union_frame.h"
 
@@ -22,6 +24,8 @@ std::optional<Bytes> Framed(Framing framing, const Bytes &payload, bool wrongChe
         return KrelAnswer(payload, wrongCheck);
     if (framing == Framing::unionFrame)
         return UnionAnswer(payload, wrongCheck);
+    if (framing == Framing::identity)
+        return IdentityAnswer(payload, wrongCheck);
     return payload; // escape sequences are answered bare
 }
 
@@ -29,12 +33,14 @@ bool IsSpoken(const Reader &reader, Framing framing)
 {
     if (framing == Framing::krel)
         return reader.speaksKrel;
+    if (framing == Framing::identity)
+        return IdentityIsReached(reader);
     return framing != Framing::unionFrame || reader.speaksUnion;
 }
 
 Bytes PayloadOf(const Request &request, const Reply &reply)
 {
-    Bytes payload = StatusBytes(request, reply.outcome);
+    Bytes payload = reply.status.empty() ? StatusBytes(request, reply.outcome) : reply.status;
     AppendBytes(&payload, reply.data);
     return payload;
 }
@@ -68,6 +74,8 @@ void RecordCommand(RunningReader *running, EventKind kind, const Request &reques
     Record(&running->trace, std::move(event));
 }
 
+} // namespace
+
 void QueueAnswer(RunningReader *running, const Request &request, Reply reply, TimePoint now)
 {
     const AnswerFaults faults = TakeDueFaults(&running->faults);
@@ -80,6 +88,9 @@ void QueueAnswer(RunningReader *running, const Request &request, Reply reply, Ti
         payload = PayloadOf(request, reply);
         wire = Framed(request.framing, payload, faults.wrongCheck);
     }
+
+    if (wire && reply.spoil && !faults.payload)
+        wire = reply.spoil(*wire);
 
     Outgoing answer;
     answer.due = now + milliseconds(faults.delayMs);
@@ -103,6 +114,16 @@ void QueueAnswer(RunningReader *running, const Request &request, Reply reply, Ti
     for (const Bytes &piece : answer.pieces)
         running->unsent += piece.size();
     running->outgoing.push_back(std::move(answer));
+}
+
+namespace
+{
+
+void QueueFailure(RunningReader *running, const Request &request, Outcome outcome, TimePoint now)
+{
+    Reply reply;
+    reply.outcome = outcome;
+    QueueAnswer(running, request, std::move(reply), now);
 }
 
 // A piece that is not the first waits until the host has taken the one before.
@@ -176,7 +197,9 @@ void QueueItem(RunningReader *running, const WireItem &item, TimePoint now)
     if (item.kind == WireKind::garbage)
         return RecordGarbage(running, item.bytes);
     if (item.kind == WireKind::wrongCheck)
-        return RecordItem(running, EventKind::wrongCheck, item);
+        RecordItem(running, EventKind::wrongCheck, item);
+    if (item.kind == WireKind::wrongCheck && item.framing != Framing::identity)
+        return;
     const Request request = UnderstandCommand(item.framing, item.bytes);
     if (!IsSpoken(running->reader, item.framing))
     {
@@ -184,8 +207,16 @@ void QueueItem(RunningReader *running, const WireItem &item, TimePoint now)
         ++running->exchangesDone;
         return;
     }
+    if (item.kind == WireKind::wrongCheck) // the identity module says so, the others keep silent
+        return QueueFailure(running, request, Outcome::wrongCheck, now);
     RecordCommand(running, EventKind::command, request);
+    if (item.kind == WireKind::wrongLength)
+        return QueueFailure(running, request, Outcome::wrongLength, now);
+    const std::optional<Request> waited = running->reader.stripe.waiting;
     Reply reply = Serve(&running->reader, request);
+    SettleSwipes(running, waited, reply.waits, now);
+    if (reply.waits)
+        return;
     if (reply.answered)
         return QueueAnswer(running, request, std::move(reply), now);
     if (reply.newBaud != 0)

@@ -1,6 +1,7 @@
 #include "vreader/trace.h"
 
 #include "vreader/cards/tlv.h"
+#include "vreader/modules/modules.h"
 
 #include <cctype>
 #include <cstdio>
@@ -37,6 +38,15 @@ constexpr OperationName kOperationNames[] = {
     {Operation::deselectPort, "deselect pass-through port"},
     {Operation::reset, "reset"},
     {Operation::setMode, "mode"},
+    {Operation::identityReset, "identity reset"},
+    {Operation::identityFind, "identity find"},
+    {Operation::identitySelect, "identity select"},
+    {Operation::identityRead, "identity read"},
+    {Operation::identityReadWithFingerprint, "identity read with fingerprint"},
+    {Operation::identitySetBaud, "identity baud code"},
+    {Operation::stripeReset, "magnetic reset"},
+    {Operation::readTracks, "read tracks"},
+    {Operation::writeTracks, "write tracks"},
 };
 
 struct OutcomeName
@@ -55,6 +65,8 @@ constexpr OutcomeName kOutcomeNames[] = {
     {Outcome::mute, "card does not answer"},
     {Outcome::refused, "refused"},
     {Outcome::tooLong, "answer too long for this framing"},
+    {Outcome::wrongCheck, "wrong check byte"},
+    {Outcome::notReady, "no card found and selected before"},
 };
 
 const char *NameOf(Outcome outcome)
@@ -83,6 +95,8 @@ const char *NameOf(Framing framing)
         return "union";
     case Framing::escape:
         return "esc";
+    case Framing::identity:
+        return "id";
     default:
         return "";
     }
@@ -134,6 +148,11 @@ std::string CommandText(const Request &request)
         return name + " " + ModeText(parameters);
     case Operation::writeSerial:
         return name;
+    case Operation::identitySetBaud:
+        return name + " " + std::to_string(parameters[0]);
+    case Operation::readTracks:
+    case Operation::writeTracks:
+        return TracksText(request);
     default:
         return request.framing == Framing::escape && request.operation == Operation::unknown
                    ? "unknown escape sequence"
@@ -146,12 +165,14 @@ std::string CountText(size_t count)
     return std::to_string(count) + (count == 1 ? " byte" : " bytes");
 }
 
+// Cut where three full tracks would end.
 std::string PrintableText(const Bytes &bytes)
 {
+    constexpr size_t kShown = 240;
     std::string text;
-    for (const uint8_t byte : bytes)
-        text += byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
-    return text;
+    for (size_t i = 0; i < bytes.size() && i < kShown; ++i)
+        text += bytes[i] >= 0x20 && bytes[i] < 0x7F ? static_cast<char>(bytes[i]) : '.';
+    return bytes.size() > kShown ? text + "..." : text;
 }
 
 std::string DetectText(const Bytes &data)
@@ -190,7 +211,12 @@ std::string SuccessText(const TraceEvent &event)
         return "record of " + CountText(data.size());
     case Operation::cardDetect:
         return DetectText(data);
+    case Operation::identityRead:
+    case Operation::identityReadWithFingerprint:
+        return "record of " + CountText(data.size());
     case Operation::setMode:
+    case Operation::readTracks:
+    case Operation::writeTracks:
         return "\"" + PrintableText(data) + "\"";
     default:
         return NameOf(Outcome::success);
@@ -201,6 +227,8 @@ std::string AnswerText(const TraceEvent &event)
 {
     if (event.forced)
         return "forced answer";
+    if (!event.reply.status.empty())
+        return HexText(event.reply.status) + " set for this command";
     if (event.reply.outcome == Outcome::success)
         return SuccessText(event);
     return HexText(StatusBytes(event.request, event.reply.outcome)) + " " +
@@ -227,7 +255,9 @@ std::string Meaning(const TraceEvent &event, Bytes *shown)
         return CommandText(event.request);
     case EventKind::notSpoken:
         *shown = event.request.bytes;
-        return CommandText(event.request) + " (framing not spoken)";
+        return CommandText(event.request) + (event.request.framing == Framing::identity
+                                                 ? " (identity module not selected)"
+                                                 : " (framing not spoken)");
     case EventKind::wrongCheck:
         *shown = event.request.bytes;
         std::snprintf(text, sizeof text, "wrong check byte %02X, not %02X", event.check,

@@ -13,7 +13,7 @@ enum class EventKind
 {
     command,    // understood and served
     notSpoken,  // a command in a framing that the reader is told not to speak
-    wrongCheck, // a command that is not answered for its check byte
+    wrongCheck, // a command that is not carried out for its check byte
     garbage,    // bytes that are no command
     answer,
     noAnswer, // withheld, dropped, or not foreseen

@@ -28,6 +28,10 @@ RunningReader *Start(const ReaderOptions &options, SendBytes send, std::string *
     running->send = std::move(send);
     running->pace = options.pace && running->onTerminal;
     running->showTrace = options.trace;
+    // On a serial line hosts await the answer to a mode sequence for 100 microseconds, and what
+    // comes later would stand in front of the identity module's first frame.
+    if (!running->onTerminal)
+        running->reader.modeAnswer = {'O', 'K'};
     running->wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     running->quitSignal = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     error->clear();

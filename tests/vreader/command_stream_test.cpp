@@ -30,6 +30,7 @@ std::vector<std::string> Items(CommandStream *stream, const std::string &wire)
         }
         std::string text = item.framing == Framing::krel         ? "krel "
                            : item.framing == Framing::unionFrame ? "union "
+                           : item.framing == Framing::identity   ? "id "
                                                                  : "esc ";
         char hex[3];
         for (const uint8_t byte : item.bytes)
@@ -37,7 +38,10 @@ std::vector<std::string> Items(CommandStream *stream, const std::string &wire)
             snprintf(hex, sizeof hex, "%02X", byte);
             text += hex;
         }
-        items.push_back((item.kind == WireKind::wrongCheck ? "wrong check " : "") + text);
+        const char *kind = item.kind == WireKind::wrongCheck    ? "wrong check "
+                           : item.kind == WireKind::wrongLength ? "wrong length "
+                                                                : "";
+        items.push_back(kind + text);
     }
     return items;
 }
@@ -188,4 +192,40 @@ TEST(Stream, ManyFalseStartsEndInTheCommandBehindThem)
             garbage += std::stoul(item.substr(8));
     EXPECT_THAT(Items(&stream, "60028100E3\003"),
                 ElementsAre("garbage " + std::to_string(300000 - garbage), "krel 8100"));
+}
+
+TEST(IdentityCommand, CheckCoversLengthAndPayload)
+{
+    EXPECT_THAT(Items("\xAA\xAA\xAA\x96\x69" + std::string("\0\3\x11\xFF\xED", 5)),
+                ElementsAre("id 11FF"));
+    EXPECT_THAT(Items("\xAA\xAA\xAA\x96\x69" + std::string("\0\3\x11\xFF\xEE", 5)),
+                ElementsAre("wrong check id 11FF"));
+}
+
+TEST(IdentityCommand, ALengthThatNoCommandHasIsToldAtOnce)
+{
+    const std::string beginning = "\xAA\xAA\xAA\x96\x69";
+    EXPECT_THAT(Items(beginning + std::string("\0\0", 2)), ElementsAre("wrong length id "));
+    EXPECT_THAT(Items(beginning + "\x03\xFA"), ElementsAre("wrong length id "));
+    EXPECT_THAT(Items(beginning + "\x03\xF9"), IsEmpty()) << "1017: more is to come";
+}
+
+TEST(IdentityCommand, PreambleMayStandBehindMoreOfItsBytes)
+{
+    EXPECT_THAT(Items("\xAA\xAA\xAA\xAA\xAA\x96\x69" + std::string("\0\3\x11\xFF\xED", 5)),
+                ElementsAre("garbage 2", "id 11FF"));
+    EXPECT_THAT(Items("\xAA\xAA\xAA\x96\x68"), ElementsAre("garbage 5"));
+    EXPECT_THAT(Items("\033\xAA\xAA\xAA\x96\x69" + std::string("\0\3\x11\xFF\xED", 5)),
+                ElementsAre("garbage 1", "id 11FF"));
+}
+
+TEST(TrackCommand, ReadsEndInABracketAndWritesInTheirMark)
+{
+    EXPECT_THAT(Items("\033]\033A]\033T]\033D]\033E]\033B]\033F]\0330"),
+                ElementsAre("esc 1B5D", "esc 1B415D", "esc 1B545D", "esc 1B445D", "esc 1B455D",
+                            "esc 1B425D", "esc 1B465D", "esc 1B30"));
+    EXPECT_THAT(Items("\033t1=2A3\x1D\033\\\033j"), ElementsAre("esc 1B74313D324133"));
+    EXPECT_THAT(Items("\033B["), ElementsAre("garbage 3"));
+    EXPECT_THAT(Items("\033t1\x1D\033\\\033k"), ElementsAre("garbage 4", "esc 1B5C", "esc 1B6B"));
+    EXPECT_THAT(Items("\033t1\x1D\033\\\033"), IsEmpty()) << "unfinished";
 }

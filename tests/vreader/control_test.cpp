@@ -177,7 +177,9 @@ TEST(Speak, SilencesAFramingWithoutServingIt)
     bench.Control("wait 6");
     EXPECT_EQ(bench.Control("sent"), "ok ");
     host.Write("\033$B0");
-    EXPECT_EQ(host.ReadExactly(2), "OK") << "escape sequences belong to no framing";
+    bench.Control("wait 7");
+    EXPECT_THAT(bench.Control("info"), HasSubstr("\"mode\":\"B\""))
+        << "escape sequences belong to no framing";
 
     EXPECT_EQ(bench.Control("speak both"), "ok");
     EXPECT_EQ(host.Exchange("6002550136\003"), "6001A1C0\003");
@@ -295,7 +297,9 @@ TEST(Info, IsOneLineOfJson)
     EXPECT_EQ(bench.Control("info"),
               R"(ok {"baud":9600,"beeps":0,"contact":{"0":{"card":"plain","powered":false}},)"
               R"("contactless":{"card":"near","powered":false},"exchanges":0,"faults":[],)"
-              R"("mode":"","port":"","serial":"SN0001","speaks":"both","terminal":")" +
+              R"("identity":{"baud":0,"card":"","state":""},)"
+              R"("mode":"","port":"","serial":"SN0001","speaks":"both",)"
+              R"("stripe":{"planned":0,"waits":""},"terminal":")" +
                   bench.Name() + "\"}");
     bench.Control("remove contactless");
     EXPECT_THAT(bench.Control("info"), HasSubstr("\"contactless\":null"));
@@ -306,8 +310,8 @@ TEST(ControlLine, UnknownAndOverlongOnesAreRefused)
     const Bench bench;
     EXPECT_EQ(bench.Control(""), "error: unknown command \"\"");
     EXPECT_EQ(bench.Control("dance"), "error: unknown command \"dance\"");
-    for (const char *line :
-         {"cards 1", "unplug now", "plug it", "info all", "exchanges 2", "quit 1"})
+    for (const char *line : {"unplug now", "plug it", "info all", "exchanges 2", "quit 1"})
         EXPECT_THAT(bench.Control(line), StartsWith("error: nothing may follow")) << line;
+    EXPECT_EQ(bench.Control("cards 1"), "error: expected cards, cards identity or cards magnetic");
     EXPECT_NE(bench.Name(), "") << "a refused line does nothing";
 }

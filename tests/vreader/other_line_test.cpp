@@ -138,6 +138,24 @@ TEST(OtherLine, TheReceiverMayGiveBytesAndUseTheControlLanguage)
     EXPECT_THAT(answers, ElementsAre("6001A1C0\003", "6003003B0058\003"));
 }
 
+TEST(OtherLine, ModeIsAnsweredOkUnlessTheProfileSaysOtherwise)
+{
+    LineBench bench;
+    bench.Give("\033$S4");
+    EXPECT_THAT(bench.collector.Calls(1), ElementsAre("OK"));
+
+    Collector quiet;
+    std::string error;
+    vreader::ReaderOptions options;
+    options.profileText = R"({"reader": {"modeAnswer": ""}})";
+    vreader::RunningReader *reader = vreader::StartReaderOnLine(options, quiet.Sender(), &error);
+    ASSERT_NE(reader, nullptr) << error;
+    vreader::GiveBytes(reader, reinterpret_cast<const uint8_t *>("\033$S4"), 4);
+    EXPECT_EQ(vreader::Control(reader, "wait 1"), "ok");
+    EXPECT_EQ(vreader::Control(reader, "sent"), "ok ");
+    vreader::StopReader(reader);
+}
+
 TEST(OtherLine, NeedsAWayToSend)
 {
     std::string error;

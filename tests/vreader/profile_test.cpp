@@ -151,3 +151,19 @@ TEST(Profile, SpeakingIsTheProfiles)
     const Bench bench(R"({"reader": {"speaks": "union"}})");
     EXPECT_THAT(bench.Control("info"), HasSubstr("\"speaks\":\"union\""));
 }
+
+TEST(Profile, WrongIdentitySectionsAreTold)
+{
+    EXPECT_EQ(Problem(R"({"identityCards": []})"),
+              "identityCards: expected an object from names to identity cards, found an array");
+    EXPECT_EQ(Problem(R"({"identityCards": {"a": {"kind": "resident"}}})"),
+              "identityCards.a: the key \"name\" is missing")
+        << "also of a card that lies nowhere";
+    EXPECT_EQ(Problem(R"({"identity": "nobody"})"),
+              "identity: no card \"nobody\" in identityCards");
+    EXPECT_EQ(Problem(R"({"identity": 7})"), "identity: expected a text, found 7");
+    EXPECT_THAT(Problem(R"({"reader": {"identityModule": "sometimes"}})"),
+                HasSubstr("identityModule must be \"mode\", \"always\" or \"none\""));
+    EXPECT_EQ(Problem(R"({"reader": {"fingerprintCommand": 1}})"),
+              "reader.fingerprintCommand: expected true or false, found 1");
+}

@@ -132,6 +132,28 @@ TEST(Program, NamesItsTerminalServesItAndEndsAtCtrlC)
     EXPECT_EQ(program.ExitStatus(), 0);
 }
 
+TEST(Program, NamesTheIdentityCardAndThePlannedSwipes)
+{
+    const Scratch directory;
+    const std::string cards =
+        R"("identityCards": {"mine": {"kind": "gat", "label": "my card", "text": "fill:00"}},
+           "identity": "mine", "magneticCards": {"bank": {"label": "bank card"}}, "swipes": )";
+    testing_support::WriteFile(directory.path + "/every.json",
+                               "{" + cards + R"({"card": "bank", "after": 7}})");
+    Program every({"--profile", directory.path + "/every.json"});
+    every.Ready();
+    EXPECT_THAT(every.Line(), HasSubstr("reader       framing both"));
+    EXPECT_EQ(every.Line(), "identity     mine (my card)");
+    EXPECT_EQ(every.Line(), "swipes       bank (bank card), 7 ms after each call began");
+
+    testing_support::WriteFile(directory.path + "/one.json", "{" + cards + R"(["bank"]})");
+    Program one({"--profile", directory.path + "/one.json"});
+    one.Ready();
+    one.Line();
+    one.Line();
+    EXPECT_EQ(one.Line(), "swipe        bank (bank card), 0 ms after a call began");
+}
+
 TEST(Program, QuietSaysTheReadyLineOnly)
 {
     const Scratch directory;

@@ -1,4 +1,5 @@
-// The escape sequences: pass-through port, reset and mode. Only a mode change has an answer.
+// The reader's own escape sequences: pass-through port, reset and mode. Only a mode change has an
+// answer.
 #include "vreader/modules/modules.h"
 
 namespace vreader
@@ -36,10 +37,22 @@ Reply ResetBySequence(Reader *reader, const Request &)
     return reply;
 }
 
+// Mode S hands the line to the identity module, at the rate the sequence names: 0 for 9600 and 4
+// for 115200. When it ends the line has the speed of before again, whatever rate the other mode
+// names.
 Reply SetMode(Reader *reader, const Request &request)
 {
-    reader->mode = static_cast<char>(request.parameters[0]);
+    const char mode = static_cast<char>(request.parameters[0]);
     Reply reply;
+    if (mode == kIdentityMode)
+    {
+        if (reader->mode != kIdentityMode)
+            reader->identity.lineBaudBefore = reader->baud;
+        reply.newBaud = BaudOfCode(static_cast<uint8_t>(request.parameters[1] - '0'));
+    }
+    else if (reader->mode == kIdentityMode)
+        reply.newBaud = reader->identity.lineBaudBefore;
+    reader->mode = mode;
     reply.data = reader->modeAnswer;
     reply.answered = !reply.data.empty();
     return reply;

@@ -26,6 +26,31 @@ Reply PowerOffCard(Reader *reader, const Request &request);
 Reply ExchangeApdu(Reader *reader, const Request &request);
 Reply DetectCards(Reader *reader, const Request &request);
 
+// identity_module.cpp
+Reply ResetIdentity(Reader *reader, const Request &request);
+Reply FindIdentityCard(Reader *reader, const Request &request);
+Reply SelectIdentityCard(Reader *reader, const Request &request);
+Reply ReadIdentityCard(Reader *reader, const Request &request);
+Reply SetIdentityBaud(Reader *reader, const Request &request);
+// Carries an identity command out, unless a status was set for it, and lets a hostile card at the
+// answer.
+Reply ServeIdentity(Reader *reader, const Request &request);
+bool IdentityIsReached(const Reader &reader);
+// Puts a card down, or takes the one that is there away (null): what was found is lost.
+void PutIdentityCardDown(Reader *reader, std::shared_ptr<const IdentityCard> card,
+                         const std::string &name);
+
+// stripe_module.cpp
+Reply ResetStripe(Reader *reader, const Request &request);
+Reply AwaitSwipe(Reader *reader, const Request &request);
+// The answer to the waiting command when this card is swiped; the command waits no more.
+Reply AnswerToSwipe(Reader *reader, const std::string &name, MagneticCard *card);
+// "read tracks 2, 3": which tracks a waiting command is about.
+std::string TracksText(const Request &request);
+
+// Serve without what the identity module adds.
+Reply CarryOut(Reader *reader, const Request &request);
+
 // Power-off without a reply; safe on an empty place.
 void PowerOff(CardPlace *place);
 

@@ -32,11 +32,27 @@ constexpr Service kServices[] = {
     {Operation::deselectPort, DeselectPort},
     {Operation::reset, ResetBySequence},
     {Operation::setMode, SetMode},
+    {Operation::identityReset, ResetIdentity},
+    {Operation::identityFind, FindIdentityCard},
+    {Operation::identitySelect, SelectIdentityCard},
+    {Operation::identityRead, ReadIdentityCard},
+    {Operation::identityReadWithFingerprint, ReadIdentityCard},
+    {Operation::identitySetBaud, SetIdentityBaud},
+    {Operation::stripeReset, ResetStripe},
+    {Operation::readTracks, AwaitSwipe},
+    {Operation::writeTracks, AwaitSwipe},
 };
 
 } // namespace
 
 Reply Serve(Reader *reader, const Request &request)
+{
+    if (request.framing == Framing::identity)
+        return ServeIdentity(reader, request);
+    return CarryOut(reader, request);
+}
+
+Reply CarryOut(Reader *reader, const Request &request)
 {
     Reply reply;
     if (request.wrongLength)
@@ -59,6 +75,8 @@ void Restart(Reader *reader)
     PowerOff(&reader->contactless);
     reader->port = 0;
     reader->mode = 0;
+    reader->identity.state = IdentityState::idle;
+    reader->stripe.waiting.reset();
 }
 
 } // namespace vreader

@@ -71,6 +71,23 @@ const CommandRow kCommands[] = {
     {Framing::escape, {0x1B, '%'}, SlotByte::none, 1, Operation::selectPort},
     {Framing::escape, {0x1B, 'S'}, SlotByte::none, 0, Operation::reset},
     {Framing::escape, {0x1B, '$'}, SlotByte::none, 2, Operation::setMode},
+
+    {Framing::escape, {0x1B, '0'}, SlotByte::none, 0, Operation::stripeReset},
+    {Framing::escape, {0x1B, ']'}, SlotByte::none, 0, Operation::readTracks},
+    {Framing::escape, {0x1B, 'A', ']'}, SlotByte::none, 0, Operation::readTracks},
+    {Framing::escape, {0x1B, 'B', ']'}, SlotByte::none, 0, Operation::readTracks},
+    {Framing::escape, {0x1B, 'D', ']'}, SlotByte::none, 0, Operation::readTracks},
+    {Framing::escape, {0x1B, 'E', ']'}, SlotByte::none, 0, Operation::readTracks},
+    {Framing::escape, {0x1B, 'F', ']'}, SlotByte::none, 0, Operation::readTracks},
+    {Framing::escape, {0x1B, 'T', ']'}, SlotByte::none, 0, Operation::readTracks},
+    {Framing::escape, {0x1B, 't'}, SlotByte::none, kAnyLength, Operation::writeTracks},
+
+    {Framing::identity, {0x11, 0xFF}, SlotByte::none, 0, Operation::identityReset},
+    {Framing::identity, {0x20, 0x01}, SlotByte::none, 0, Operation::identityFind},
+    {Framing::identity, {0x20, 0x02}, SlotByte::none, 0, Operation::identitySelect},
+    {Framing::identity, {0x30, 0x01}, SlotByte::none, 0, Operation::identityRead},
+    {Framing::identity, {0x30, 0x10}, SlotByte::none, 0, Operation::identityReadWithFingerprint},
+    {Framing::identity, {0x60}, SlotByte::none, 1, Operation::identitySetBaud},
 };
 
 // Krel counts its contact slots from 1 and keeps 0 for slot 16; 0x11 and 0x12 are slots 30 and 31.
@@ -111,6 +128,38 @@ constexpr StatusRow kStatuses[] = {
     {Operation::contactlessApdu, Outcome::refused, 0xA2, 0x30, 0x01},
     {Operation::setBaud, Outcome::refused, 0xA2, 0x10, 0x01},
 };
+
+struct IdentityStatus
+{
+    Operation operation; // unknown: any
+    Outcome outcome;
+    uint8_t third; // the first two bytes are always 00 00
+};
+
+// The numbers that the public-security standard for identity readers, GA 467, gives them. The first
+// row that fits counts.
+constexpr IdentityStatus kIdentityStatuses[] = {
+    {Operation::identityFind, Outcome::success, 0x9F},
+    {Operation::unknown, Outcome::success, 0x90},
+    {Operation::unknown, Outcome::wrongCheck, 0x10},
+    {Operation::unknown, Outcome::wrongLength, 0x11},
+    {Operation::unknown, Outcome::unknownCommand, 0x21},
+    {Operation::unknown, Outcome::refused, 0x21},
+    {Operation::identityFind, Outcome::noCard, 0x80},
+    {Operation::identitySelect, Outcome::noCard, 0x81},
+    {Operation::identitySelect, Outcome::notReady, 0x81},
+    {Operation::unknown, Outcome::noCard, 0x41}, // both reads
+    {Operation::unknown, Outcome::notReady, 0x41},
+};
+
+Bytes IdentityStatusBytes(const Request &request, Outcome outcome)
+{
+    for (const IdentityStatus &row : kIdentityStatuses)
+        if (row.outcome == outcome &&
+            (row.operation == Operation::unknown || row.operation == request.operation))
+            return {0x00, 0x00, row.third};
+    return {0x00, 0x00, 0x24}; // an error that has no other number
+}
 
 // What holds for every operation that has no row of its own.
 StatusRow GeneralStatus(Outcome outcome)
@@ -171,6 +220,8 @@ Bytes StatusBytes(const Request &request, Outcome outcome)
         return {status.krel};
     if (request.framing == Framing::unionFrame)
         return {status.first, status.second};
+    if (request.framing == Framing::identity)
+        return IdentityStatusBytes(request, outcome);
     return {};
 }
 

@@ -3,6 +3,7 @@
 
 #include "vreader/wire/frame.h"
 
+#include <functional>
 #include <string>
 
 namespace vreader
@@ -27,7 +28,16 @@ enum class Operation
     selectPort,
     deselectPort,
     reset,
-    setMode
+    setMode,
+    identityReset,
+    identityFind,
+    identitySelect,
+    identityRead,
+    identityReadWithFingerprint,
+    identitySetBaud,
+    stripeReset,
+    readTracks,
+    writeTracks
 };
 
 enum class Outcome
@@ -40,7 +50,9 @@ enum class Outcome
     notPowered,
     mute, // the card is there and says nothing
     refused,
-    tooLong // the framing cannot carry the answer
+    tooLong, // the framing cannot carry the answer
+    wrongCheck,
+    notReady // the step before this one is missing
 };
 
 struct Request
@@ -60,12 +72,16 @@ struct Reply
     std::string remark;   // for the trace
     bool answered = true; // some escape sequences have no answer
     unsigned newBaud = 0; // line speed from the end of this answer on; 0: as before
+    bool waits = false;   // for the swipe of a card: the answer comes with it
+    Bytes status;         // in the place of the outcome's own status; empty: that one
+    std::function<Bytes(const Bytes &frame)> spoil; // what a hostile card makes of the frame
 };
 
 // Which operation a command names. Never fails: the operation may be `unknown`.
 Request UnderstandCommand(Framing framing, const Bytes &bytes);
 
-// The status bytes an outcome has in a framing: one for Krel, two for Union, none for the rest.
+// The status bytes an outcome has in a framing: one for Krel, two for Union, three for the identity
+// module, none for the rest.
 Bytes StatusBytes(const Request &request, Outcome outcome);
 
 // The line speed of a rate code; 0 for a code that the reader does not know.

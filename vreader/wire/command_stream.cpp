@@ -1,6 +1,7 @@
 #include "vreader/wire/command_stream.h"
 
 #include "vreader/wire/escape_sequence.h"
+#include "vreader/wire/identity_frame.h"
 #include "vreader/wire/krel_frame.h"
 #include "vreader/wire/union_frame.h"
 
@@ -16,12 +17,20 @@ struct Matcher
     Match (*match)(const uint8_t *wire, size_t count);
 };
 
-// Their first bytes differ ("6", 02, ESC), so at most one of them does not mismatch.
+// Their first bytes differ ("6", 02, ESC, AA), so at most one of them does not mismatch.
 constexpr Matcher kMatchers[] = {
     {Framing::krel, MatchKrelCommand},
     {Framing::unionFrame, MatchUnionCommand},
     {Framing::escape, MatchEscapeSequence},
+    {Framing::identity, MatchIdentityCommand},
 };
+
+WireKind KindOf(MatchKind kind)
+{
+    if (kind == MatchKind::wrongCheck)
+        return WireKind::wrongCheck;
+    return kind == MatchKind::wrongLength ? WireKind::wrongLength : WireKind::command;
+}
 
 Match MatchAny(const uint8_t *wire, size_t count, Framing *framing)
 {
@@ -63,7 +72,7 @@ bool NextItem(CommandStream *stream, WireItem *item)
         if (!item->bytes.empty() || match.kind == MatchKind::incomplete)
             break; // garbage first; the command is found again by the next call
         stream->begin += match.used;
-        item->kind = match.kind == MatchKind::complete ? WireKind::command : WireKind::wrongCheck;
+        item->kind = KindOf(match.kind);
         item->framing = framing;
         item->bytes = std::move(match.command);
         item->check = match.check;

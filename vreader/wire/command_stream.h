@@ -16,6 +16,7 @@ enum class WireKind
 {
     command,
     wrongCheck,
+    wrongLength,
     garbage
 };
 

@@ -13,7 +13,8 @@ enum class Framing
     none,
     krel,
     unionFrame,
-    escape
+    escape,
+    identity
 };
 
 enum class MatchKind
@@ -21,7 +22,8 @@ enum class MatchKind
     mismatch,   // no command starts with the first byte
     incomplete, // all bytes fit so far, more must come
     complete,
-    wrongCheck // complete, but the check byte is not the right one
+    wrongCheck, // complete, but the check byte is not the right one
+    wrongLength // the length field is one that no command has
 };
 
 struct Match
