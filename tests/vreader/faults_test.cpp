@@ -221,7 +221,7 @@ TEST(Fault, SeveralHitOneAnswer)
 
 TEST(Fault, EscapeAnswersSufferToo)
 {
-    const Bench bench;
+    const Bench bench(R"({"reader": {"modeAnswer": "4F4B"}})");
     const Host host(bench.Name());
     bench.Control("fault truncate");
     host.Write("\033$B0");
