@@ -1,9 +1,7 @@
 // Power on with the wait for a card, power off, APDUs as hexadecimal text, card detection.
 #include <cstring>
-#include <ctime>
-#include <unistd.h>
 
-#include "api/wait_flag.h"
+#include "api/card_wait.h"
 #include "pboc/card_exchange.h"
 #include "vantor/business.h"
 #include "vantor/operations.h"
@@ -15,10 +13,8 @@ namespace
 constexpr int kContact = 0;
 constexpr int kContactless = 1;
 
-constexpr int kCancelled = -1006;
 constexpr int kBadParameter = -1007;
 constexpr int kNoAnswerToReset = -4000;
-constexpr int kWaitEnded = -4001;
 constexpr int kNoCard = -4005;
 
 constexpr uint32_t kPowerTimeoutMs = 1000;
@@ -26,63 +22,32 @@ constexpr uint32_t kApduTimeoutMs = 3000;
 constexpr int kLongestApduText = 1024; // characters
 constexpr int kApduResponse = 1024;    // bytes given to a host
 
-struct PoweredCard
+int TryContact(WaitingCard *card)
 {
-    uint8_t atr[512];
-    uint32_t atrLength;
-    int type;
-};
-
-using PowerOn = int (*)(DEVCONTEXT *, unsigned char *, uint32_t *, uint32_t);
-
-int TryPowerOn(PowerOn powerOn, int type, PoweredCard *card)
-{
-    const int result = powerOn(&context, card->atr, &card->atrLength, kPowerTimeoutMs);
-    if (result == 0)
-        card->type = type;
-    return result;
+    card->type = kContact;
+    return IC_PowerOn(&context, card->bytes, &card->length, kPowerTimeoutMs);
 }
 
-// One attempt. In the automatic mode the contactless result stands for both.
-int AttemptPowerOn(int mode, PoweredCard *card)
+int TryContactless(WaitingCard *card)
 {
-    if (mode == kContactless)
-        return TryPowerOn(IC_RFPowerOn, kContactless, card);
-    const int result = TryPowerOn(IC_PowerOn, kContact, card);
-    if (mode == kContact || result == 0)
-        return result;
-    return TryPowerOn(IC_RFPowerOn, kContactless, card);
+    card->type = kContactless;
+    return IC_RFPowerOn(&context, card->bytes, &card->length, kPowerTimeoutMs);
 }
 
-// The pause between two attempts; false when another thread cancels it.
-bool PauseUnlessCancelled(int mode)
+// In the automatic mode the contactless result stands for both.
+int TryBoth(WaitingCard *card)
 {
-    // Two attempts take longer than one, so the automatic mode pauses a little less.
-    const int steps = mode == kContact || mode == kContactless ? 9 : 8;
-    for (int i = 0; i < steps; i++)
-    {
-        usleep(100000);
-        if (WaitIsCancelled())
-            return false;
-    }
-    return true;
+    const int result = TryContact(card);
+    return result == 0 ? 0 : TryContactless(card);
 }
 
-// Attempts until a card answers, the time has passed or a real failure comes. False when cancelled.
-bool WaitForCard(int mode, int timeoutSeconds, PoweredCard *card, int *result)
-{
-    ClearWaitCancel();
-    const time_t start = time(nullptr);
-    do
-    {
-        *result = AttemptPowerOn(mode, card);
-        if (*result != kNoCard && *result != kNoAnswerToReset)
-            return true;
-        if (!PauseUnlessCancelled(mode))
-            return false;
-    } while (timeoutSeconds == 0 || time(nullptr) - start < timeoutSeconds);
-    return true;
-}
+constexpr CardWait kContactWait = {
+    TryContact, {kNoCard, kNoAnswerToReset}, 9, WaitMeasure::kSeconds};
+constexpr CardWait kContactlessWait = {
+    TryContactless, {kNoCard, kNoAnswerToReset}, 9, WaitMeasure::kSeconds};
+// Two attempts take longer than one, so the automatic mode pauses a little less.
+constexpr CardWait kAutomaticWait = {
+    TryBoth, {kNoCard, kNoAnswerToReset}, 8, WaitMeasure::kSeconds};
 
 // The whole text must be upper-case hexadecimal, also what lies behind the characters to be sent.
 bool IsApduText(const char *text, int length)
@@ -99,33 +64,19 @@ using Apdu = int (*)(DEVCONTEXT *, const unsigned char *, int, unsigned char *, 
 int BO_IcPowerOn(int mode, int atrSize, char *atrHex, int32_t *atrHexLength, int32_t *cardType,
                  int timeoutSeconds)
 {
-    if (timeoutSeconds < 0)
-    {
-        GLogE("Timeout Error!\r\n");
+    if (RefuseTimeout(timeoutSeconds) || atrHexLength == nullptr || cardType == nullptr)
         return kBadParameter;
-    }
-    if (atrHexLength == nullptr || cardType == nullptr)
-        return kBadParameter;
-    PoweredCard card{};
-    int result = 0;
-    if (!WaitForCard(mode, timeoutSeconds, &card, &result))
-    {
-        GLogE("Cancel!\r\n");
-        return BO_GetErrorCode(kCancelled);
-    }
+    const CardWait &wait = mode == kContact       ? kContactWait
+                           : mode == kContactless ? kContactlessWait
+                                                  : kAutomaticWait;
+    WaitingCard card{};
+    const int result = WaitForCard(wait, timeoutSeconds, &card);
     if (result == 0)
     {
         g_IcType = card.type;
         *cardType = card.type;
     }
-    else if (timeoutSeconds == 0)
-    {
-        // Deliberately one-sided: a wait with a limit ends with the last result of the card.
-        GLogE("Timeout!\r\n");
-        result = kWaitEnded;
-    }
-    *atrHexLength = GByte2Hex(card.atr, static_cast<int>(card.atrLength), atrHex, atrSize);
-    return BO_GetErrorCode(result);
+    return GiveWaitOutcome(result, card, {atrSize, atrHex, atrHexLength});
 }
 
 int BO_IcPowerOff(int mode)

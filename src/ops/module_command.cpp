@@ -1,6 +1,7 @@
 #include "ops/module_command.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "vantor/link.h"
 #include "vantor/operations.h"
@@ -112,6 +113,7 @@ int RunModule(const ModuleOperation &operation, int framing, DEVCONTEXT *deviceC
 
     reply->length = link.send(deviceContext, command.bytes, command.length, reply->bytes,
                               operation.bufferSize, timeoutMs);
+    explicit_bzero(command.bytes, static_cast<size_t>(command.length)); // it may have held a key
     if (!link.isReply(reply->length))
         return reply->length;
     int status = 0;

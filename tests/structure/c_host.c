@@ -21,6 +21,10 @@ int main(void)
     BO_GetErrInfo(0, 0, text, &length);
     failures += Expect(strcmp(text, "成功") == 0 && length == 6, "BO_GetErrInfo(0)");
     failures += Expect(GSetComName(16, "/dev/null") == -99, "GSetComName by its C++ symbol");
+    failures += Expect(GMd5Encode("abc", 3, text, sizeof text) == 0 &&
+                           strcmp(text, "900150983CD24FB0D6963F7D28E17F72") == 0,
+                       "GMd5Encode by its C++ symbol");
+    failures += Expect(BO_M0Read(-1, 4, sizeof text, text) == -5106, "BO_M0Read by its C++ symbol");
     failures += Expect(context.isOpen == 0, "the device context is a variable of the library");
 
     cJSON *json = cJSON_Parse("{\"reader\":[1,2,3]}");

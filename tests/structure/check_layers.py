@@ -17,7 +17,8 @@ PUBLIC = {"export.h": "support", "support.h": "support", "transport.h": "transpo
           "purse.h": "ops", "magnetic_stripe_operations.h": "ops",
           "identity_operations.h": "ops", "business.h": "api", "transactions.h": "api",
           "terminal.h": "api", "magnetic_stripe.h": "api", "identity_cards.h": "api",
-          "text_conversion.h": "support"}
+          "text_conversion.h": "support",
+          "ciphers.h": "support", "memory_card_operations.h": "ops", "memory_cards.h": "api"}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^">]+)[">]', re.M)
 

@@ -1,8 +1,5 @@
 // The wait for a card, step by step: the clock and the pauses are this test's own.
-#include <ctime>
-#include <functional>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "support/log_capture.h"
 #include "support/reader_script.h"
@@ -11,46 +8,15 @@
 #include "vantor/link.h"
 #include "vantor/operations.h"
 #include "vantor/support.h"
+#include "wire/own_clock.h"
 
 using testing_support::GoldenLine;
 using testing_support::LogCapture;
 using testing_support::ReaderScript;
 using testing_support::Scratch;
 using testing_support::WriteFile;
-
-namespace
-{
-
-struct Clock
-{
-    int64_t microseconds = 0;
-    int pauses = 0;
-    bool onlyTenths = true; // every pause was one of 100 ms
-    std::function<void(int pause)> onPause;
-};
-
-Clock g_clock;
-
-} // namespace
-
-// In place of the C library's, for the code under test that is linked into this program.
-extern "C" int usleep(useconds_t microseconds)
-{
-    g_clock.microseconds += microseconds;
-    g_clock.pauses++;
-    g_clock.onlyTenths = g_clock.onlyTenths && microseconds == 100000;
-    if (g_clock.onPause)
-        g_clock.onPause(g_clock.pauses);
-    return 0;
-}
-
-extern "C" time_t time(time_t *result) noexcept
-{
-    const time_t now = static_cast<time_t>(g_clock.microseconds / 1000000);
-    if (result != nullptr)
-        *result = now;
-    return now;
-}
+using wire_testing::Clock;
+using wire_testing::g_clock;
 
 namespace
 {
