@@ -2,6 +2,7 @@
 #include "vreader/running_reader.h"
 
 #include "vreader/cards/tlv.h"
+#include "vreader/modules/departure.h"
 #include "vreader/modules/modules.h"
 
 namespace vreader
@@ -71,15 +72,6 @@ CardPlace *PlaceIn(Reader *reader, const PlaceName &name)
     return name.contactless ? &reader->contactless : &reader->contact[name.slot];
 }
 
-void TakeOut(CardPlace *place)
-{
-    const bool wasPowered = place->powered;
-    PowerOff(place);
-    place->card.reset();
-    place->name.clear();
-    place->takenOut = wasPowered;
-}
-
 std::string PutCardIn(RunningReader *running, Words *words, bool swap)
 {
     PlaceName name;
@@ -132,6 +124,7 @@ std::string Swap(RunningReader *running, Words *words)
     return PutCardIn(running, words, true);
 }
 
+// "remove PLACE", or "remove PLACE after N": when that many commands more were served
 std::string Remove(RunningReader *running, Words *words)
 {
     if (BeginsWithIdentity(words))
@@ -140,12 +133,23 @@ std::string Remove(RunningReader *running, Words *words)
     std::string problem;
     if (!ParsePlace(words, false, &name, &problem))
         return Error(problem);
+    std::optional<unsigned long> after;
+    if (PeekWord(*words) == "after")
+    {
+        NextWord(words);
+        after = Number(NextWord(words), 0, kAnyNumber);
+        if (!after)
+            return Error("expected after N, a number of commands");
+    }
     if (!PeekWord(*words).empty())
-        return Error("nothing may follow the place");
+        return Error("nothing but after N may follow the place");
     const std::lock_guard<std::mutex> guard(running->lock);
     CardPlace *place = PlaceIn(&running->reader, name);
     if (!place->card)
         return Error(name.text + " is empty");
+    place->commandsLeft = after;
+    if (after)
+        return kOk;
     Note(running, "card \"" + place->name + "\" taken out, " + name.text);
     TakeOut(place);
     return kOk;
@@ -377,12 +381,15 @@ struct ControlCommand
 };
 
 constexpr ControlCommand kControlCommands[] = {
-    {"insert", false, Insert},     {"remove", false, Remove},      {"swap", false, Swap},
-    {"card", false, InjectStatus}, {"cards", false, ListCards},    {"swipe", false, Swipe},
-    {"tracks", false, ShowTracks}, {"fault", false, SetFault},     {"speak", false, Speak},
-    {"unplug", true, Unplug},      {"plug", true, Plug},           {"info", true, Info},
-    {"quit", true, Quit},          {"exchanges", true, Exchanges}, {"received", false, ReceivedLog},
-    {"sent", false, SentLog},      {"trace", false, Trace},
+    {"insert", false, Insert},      {"remove", false, Remove},
+    {"swap", false, Swap},          {"card", false, InjectStatus},
+    {"cards", false, ListCards},    {"swipe", false, Swipe},
+    {"tracks", false, ShowTracks},  {"fault", false, SetFault},
+    {"speak", false, Speak},        {"memory", true, ShowMemory},
+    {"unplug", true, Unplug},       {"plug", true, Plug},
+    {"info", true, Info},           {"quit", true, Quit},
+    {"exchanges", true, Exchanges}, {"received", false, ReceivedLog},
+    {"sent", false, SentLog},       {"trace", false, Trace},
 };
 
 } // namespace

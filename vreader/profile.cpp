@@ -3,6 +3,7 @@
 #include "vreader/cards/profile_files.h"
 #include "vreader/cards/tlv.h"
 #include "vreader/embedded_files.h"
+#include "vreader/profile_memory.h"
 #include "vreader/profile_modules.h"
 #include "vreader/words.h"
 
@@ -86,7 +87,8 @@ bool ReadSettings(const json &settings, Reader *reader, std::string *error)
     std::string modeAnswer = HexText(reader->modeAnswer);
     if (!KnownKeysOnly(settings, "reader",
                        {"information", "informationForm", "serial", "speaks", "modeAnswer",
-                        "identityModule", "fingerprintCommand", "emptyTrack", "note"},
+                        "identityModule", "fingerprintCommand", "emptyTrack", "firstSector",
+                        "note"},
                        error) ||
         !ReadText(settings, "reader", "information", &reader->information, error) ||
         !ReadText(settings, "reader", "informationForm", &form, error) ||
@@ -108,6 +110,8 @@ bool ReadSettings(const json &settings, Reader *reader, std::string *error)
     else if (!answer || answer->size() > 2)
         *error = "reader.modeAnswer must be at most two bytes in hexadecimal";
     if (!error->empty())
+        return false;
+    if (!ReadMemorySettings(settings, reader, error))
         return false;
     reader->informationForm = form == "record" ? InformationForm::record : InformationForm::plain;
     reader->modeAnswer = *answer;

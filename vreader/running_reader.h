@@ -128,6 +128,9 @@ std::string PutIdentityCard(RunningReader *running, Words *words, bool swap);
 std::string TakeIdentityCard(RunningReader *running, Words *words);
 std::string InjectIdentityStatus(RunningReader *running, Words *words);
 
+// control_memory.cpp
+std::string ShowMemory(RunningReader *running, Words *words);
+
 // control.cpp
 std::string RunControl(RunningReader *running, const std::string &line);
 

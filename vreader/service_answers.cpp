@@ -2,6 +2,7 @@
 #include "vreader/running_reader.h"
 
 #include "vreader/cards/tlv.h"
+#include "vreader/modules/departure.h"
 #include "vreader/modules/modules.h"
 #include "vreader/wire/identity_frame.h"
 #include "vreader/wire/krel_frame.h"
@@ -40,6 +41,8 @@ bool IsSpoken(const Reader &reader, Framing framing)
 
 Bytes PayloadOf(const Request &request, const Reply &reply)
 {
+    if (reply.payload)
+        return *reply.payload;
     Bytes payload = reply.status.empty() ? StatusBytes(request, reply.outcome) : reply.status;
     AppendBytes(&payload, reply.data);
     return payload;
@@ -85,6 +88,7 @@ void QueueAnswer(RunningReader *running, const Request &request, Reply reply, Ti
     {
         reply.outcome = Outcome::tooLong;
         reply.data.clear();
+        reply.payload.reset();
         payload = PayloadOf(request, reply);
         wire = Framed(request.framing, payload, faults.wrongCheck);
     }
@@ -209,6 +213,9 @@ void QueueItem(RunningReader *running, const WireItem &item, TimePoint now)
     }
     if (item.kind == WireKind::wrongCheck) // the identity module says so, the others keep silent
         return QueueFailure(running, request, Outcome::wrongCheck, now);
+    const std::string departure = TakeOutWhenDue(&running->reader, request);
+    if (!departure.empty())
+        Remark(running, departure);
     RecordCommand(running, EventKind::command, request);
     if (item.kind == WireKind::wrongLength)
         return QueueFailure(running, request, Outcome::wrongLength, now);

@@ -1,6 +1,7 @@
 #include "vreader/trace.h"
 
 #include "vreader/cards/tlv.h"
+#include "vreader/modules/memory_module.h"
 #include "vreader/modules/modules.h"
 
 #include <cctype>
@@ -82,7 +83,7 @@ std::string NameOf(Operation operation)
     for (const OperationName &row : kOperationNames)
         if (row.operation == operation)
             return row.name;
-    return "";
+    return IsMemoryOperation(operation) ? MemoryOperationName(operation) : "";
 }
 
 const char *NameOf(Framing framing)
@@ -125,6 +126,8 @@ std::string CommandText(const Request &request)
     const Bytes &parameters = request.parameters;
     if (request.wrongLength)
         return name + " of wrong length";
+    if (IsMemoryOperation(request.operation))
+        return MemoryCommandText(request);
     switch (request.operation)
     {
     case Operation::contactPowerOn:
@@ -197,6 +200,8 @@ std::string ApduAnswerText(const Bytes &response)
 std::string SuccessText(const TraceEvent &event)
 {
     const Bytes &data = event.reply.data;
+    if (IsMemoryOperation(event.request.operation) && !data.empty())
+        return CountText(data.size());
     switch (event.request.operation)
     {
     case Operation::contactApdu:

@@ -46,12 +46,12 @@ void CollectPlaces(const nlohmann::json &value, const nlohmann::json::json_point
 
 TEST(CardDescription, KindIsNeeded)
 {
-    EXPECT_EQ(ErrorOf("{}"), "the description: the key \"kind\" is missing (transcript, pboc, "
-                             "social-security, hostile or "
-                             "reference)");
-    EXPECT_EQ(
-        ErrorOf(R"({"kind": "magic"})"),
-        "kind: expected transcript, pboc, social-security, hostile or reference, found \"magic\"");
+    EXPECT_EQ(ErrorOf("{}"),
+              "the description: the key \"kind\" is missing (transcript, pboc, social-security, "
+              "mifare-classic, ultralight-c, hostile-memory, hostile or reference)");
+    EXPECT_EQ(ErrorOf(R"({"kind": "magic"})"),
+              "kind: expected transcript, pboc, social-security, mifare-classic, ultralight-c, "
+              "hostile-memory, hostile or reference, found \"magic\"");
     EXPECT_EQ(ErrorOf(R"({"kind": 1})"), "kind: expected a text, found 1");
     EXPECT_EQ(ErrorOf("[]"),
               "the description: expected an object that describes a card, found an array");

@@ -13,6 +13,8 @@ namespace vreader
 
 using Bytes = std::vector<uint8_t>;
 
+struct MemoryTraits;
+
 struct Card
 {
     std::string kind;  // "transcript", "pboc", "social-security", "hostile"
@@ -27,6 +29,7 @@ struct Card
     // them from now on. Status word 0 forgets what was injected for exactly this prefix (an empty
     // prefix: everything). The card itself does not see a command that is answered so.
     std::function<void(const Bytes &prefix, uint16_t statusWord, unsigned count)> injectStatus;
+    std::shared_ptr<const MemoryTraits> memory; // of a memory card; null for all others
 };
 
 // Builds a card from its description in a profile; `directory` is where relative file names start.

@@ -228,6 +228,8 @@ std::shared_ptr<Card> ReadWellBehaved(const Place &description, const std::strin
     std::shared_ptr<Card> card;
     if (!Failed(description))
         card = MakeCardOfKind(*found, directory);
+    if (card && card->memory)
+        Complain(*found, "is a memory card, which hostile-memory wraps");
     if (card && !Failed(description))
         AddInjection(card.get(), Find(*found, "inject"));
     return card;

@@ -1,4 +1,5 @@
 #include "vreader/cards/kinds.h"
+#include "vreader/cards/memory_card.h"
 
 #include <filesystem>
 
@@ -38,7 +39,8 @@ std::shared_ptr<Card> MakeCardOfKind(const Place &description, const std::string
     if (!kind)
     {
         Complain(description, "the key \"kind\" is missing (transcript, pboc, social-security, "
-                              "hostile or reference)");
+                              "mifare-classic, ultralight-c, hostile-memory, hostile or "
+                              "reference)");
         return nullptr;
     }
     const std::string name = Text(*kind);
@@ -52,7 +54,10 @@ std::shared_ptr<Card> MakeCardOfKind(const Place &description, const std::string
         return MakeHostileCard(description, directory);
     if (name == "reference")
         return MakeReferredCard(description, directory);
-    Expected(*kind, "transcript, pboc, social-security, hostile or reference");
+    if (IsMemoryKind(name))
+        return MakeMemoryCard(name, description);
+    Expected(*kind, "transcript, pboc, social-security, mifare-classic, ultralight-c, "
+                    "hostile-memory, hostile or reference");
     return nullptr;
 }
 
@@ -98,7 +103,7 @@ std::shared_ptr<Card> MakeCard(const nlohmann::json &description, const std::str
     std::string problem;
     const Place place{&description, "", &problem};
     std::shared_ptr<Card> card = MakeCardOfKind(place, directory);
-    if (card && !Failed(place))
+    if (card && !Failed(place) && !card->memory) // memory cards know no status words
         AddInjection(card.get(), Find(place, "inject"));
     if (card && !Failed(place) && card->answerToReset.size() > kLongestAnswerToReset)
         Complain(place, "atr: is longer than 250 bytes");

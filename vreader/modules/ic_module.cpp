@@ -74,7 +74,7 @@ Reply ExchangeApdu(Reader *reader, const Request &request)
         return Failed(Outcome::takenOut);
     if (!place->card)
         return Failed(Outcome::noCard);
-    if (!place->powered)
+    if (!place->powered || place->card->memory) // a memory card takes no APDUs
         return Failed(Outcome::notPowered);
     if (request.parameters.size() < kShortestApdu)
         return Failed(Outcome::refused);

@@ -1,5 +1,6 @@
 #include "vreader/modules/reader.h"
 
+#include "vreader/modules/memory_module.h"
 #include "vreader/modules/modules.h"
 
 namespace vreader
@@ -60,6 +61,8 @@ Reply CarryOut(Reader *reader, const Request &request)
         reply.outcome = Outcome::wrongLength;
         return reply;
     }
+    if (IsMemoryOperation(request.operation))
+        return ServeMemory(reader, request);
     for (const Service &service : kServices)
         if (service.operation == request.operation)
             return service.serve(reader, request);

@@ -30,6 +30,7 @@ struct CardPlace
     std::string name;
     bool powered = false;
     bool takenOut = false; // the card was removed under power and no power-on or -off came since
+    std::optional<unsigned long> commandsLeft; // then the card is taken away; nothing: it stays
 };
 
 // When the identity module is reached.
@@ -92,6 +93,7 @@ struct Reader
     Bytes modeAnswer; // to a mode sequence; none: not answered
     bool speaksKrel = true;
     bool speaksUnion = true;
+    unsigned firstSector = 0; // the number of a memory card's first sector in commands
 
     std::map<unsigned, CardPlace> contact; // by slot number; a slot that is not listed is empty
     CardPlace contactless;

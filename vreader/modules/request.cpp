@@ -1,5 +1,7 @@
 #include "vreader/modules/request.h"
 
+#include "vreader/modules/memory_module.h"
+
 #include <algorithm>
 
 namespace vreader
@@ -38,6 +40,21 @@ const CommandRow kCommands[] = {
     {Framing::krel, {0xD1}, SlotByte::none, 0, Operation::contactlessPowerOn},
     {Framing::krel, {0xD2}, SlotByte::none, 0, Operation::contactlessPowerOff},
     {Framing::krel, {0xD3}, SlotByte::none, kAnyLength, Operation::contactlessApdu},
+    {Framing::krel, {'A'}, SlotByte::none, 0, Operation::m1PowerOn},
+    {Framing::krel, {'K'}, SlotByte::none, 0, Operation::m1PowerOff},
+    {Framing::krel, {'B'}, SlotByte::none, kAnyLength, Operation::m1Verify},
+    {Framing::krel, {'C'}, SlotByte::none, 1, Operation::m1ReadBlock},
+    {Framing::krel, {'D'}, SlotByte::none, 17, Operation::m1WriteBlock},
+    {Framing::krel, {'E'}, SlotByte::none, 1, Operation::m1ReadValue},
+    {Framing::krel, {'F'}, SlotByte::none, 5, Operation::m1WriteValue},
+    {Framing::krel, {'G'}, SlotByte::none, 5, Operation::m1Increment},
+    {Framing::krel, {'H'}, SlotByte::none, 5, Operation::m1Decrement},
+    {Framing::krel, {'Q'}, SlotByte::none, 0, Operation::m0PowerOn},
+    {Framing::krel, {'U'}, SlotByte::none, 0, Operation::m0PowerOff},
+    {Framing::krel, {'W'}, SlotByte::none, 2, Operation::m0Read},
+    {Framing::krel, {'T'}, SlotByte::none, kAnyLength, Operation::m0Write},
+    {Framing::krel, {'V'}, SlotByte::none, kAnyLength, Operation::m0Exchange},
+    {Framing::krel, {'X'}, SlotByte::none, 0, Operation::m0CardType},
 
     {Framing::unionFrame, {0x31, 0x11, 0x00}, SlotByte::none, 0, Operation::deviceInformation},
     {Framing::unionFrame, {0x31, 0x13}, SlotByte::none, 3, Operation::beep},
@@ -66,6 +83,16 @@ const CommandRow kCommands[] = {
      Operation::contactlessApdu},
     {Framing::unionFrame, {0x32, 0x26}, SlotByte::plain, kAnyLength, Operation::contactApdu},
     {Framing::unionFrame, {0x32, 0x21}, SlotByte::none, 1, Operation::cardDetect},
+    // The M1 power-off begins like that of contactless processor cards, which stands above.
+    {Framing::unionFrame, {0x32, 'A', 0x00, 0x00}, SlotByte::none, 0, Operation::m1PowerOn},
+    {Framing::unionFrame, {0x32, '%'}, SlotByte::none, 0, Operation::m1PowerOff},
+    {Framing::unionFrame, {0x32, 'B'}, SlotByte::none, kAnyLength, Operation::m1Verify},
+    {Framing::unionFrame, {0x32, 'C'}, SlotByte::none, 1, Operation::m1ReadBlock},
+    {Framing::unionFrame, {0x32, 'D'}, SlotByte::none, 17, Operation::m1WriteBlock},
+    {Framing::unionFrame, {0x32, 'E'}, SlotByte::none, 1, Operation::m1ReadValue},
+    {Framing::unionFrame, {0x32, 'F'}, SlotByte::none, 5, Operation::m1WriteValue},
+    {Framing::unionFrame, {0x32, 'G'}, SlotByte::none, 5, Operation::m1Increment},
+    {Framing::unionFrame, {0x32, 'H'}, SlotByte::none, 5, Operation::m1Decrement},
 
     {Framing::escape, {0x1B, '%', 'A'}, SlotByte::none, 0, Operation::deselectPort},
     {Framing::escape, {0x1B, '%'}, SlotByte::none, 1, Operation::selectPort},
@@ -214,7 +241,7 @@ Bytes StatusBytes(const Request &request, Outcome outcome)
 {
     StatusRow status = GeneralStatus(outcome);
     for (const StatusRow &row : kStatuses)
-        if (row.operation == request.operation && row.outcome == outcome)
+        if (row.operation == StatusModel(request.operation) && row.outcome == outcome)
             status = row;
     if (request.framing == Framing::krel)
         return {status.krel};

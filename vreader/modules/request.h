@@ -4,6 +4,7 @@
 #include "vreader/wire/frame.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace vreader
@@ -25,6 +26,21 @@ enum class Operation
     contactlessPowerOff,
     contactlessApdu,
     cardDetect,
+    m1PowerOn,
+    m1PowerOff,
+    m1Verify,
+    m1ReadBlock,
+    m1WriteBlock,
+    m1ReadValue,
+    m1WriteValue,
+    m1Increment,
+    m1Decrement,
+    m0PowerOn,
+    m0PowerOff,
+    m0Read,
+    m0Write,
+    m0Exchange,
+    m0CardType,
     selectPort,
     deselectPort,
     reset,
@@ -75,6 +91,7 @@ struct Reply
     bool waits = false;   // for the swipe of a card: the answer comes with it
     Bytes status;         // in the place of the outcome's own status; empty: that one
     std::function<Bytes(const Bytes &frame)> spoil; // what a hostile card makes of the frame
+    std::optional<Bytes> payload; // the whole answer, in the place of status and data
 };
 
 // Which operation a command names. Never fails: the operation may be `unknown`.
