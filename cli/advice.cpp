@@ -25,7 +25,14 @@ static const char kOtherCard[] = "is it a PBOC bank card? Look at its answers wi
                                  "00A404000E315041592E5359532E444446303100";
 static const char kReadAgain[] =
     "leave the card in place and read again; is its contact or antenna clean?";
-static const char kStripe[] = "swipe again, evenly and over the whole length; is the stripe there?";
+static const char kStripe[] = "swipe again, evenly and over the whole length; tracks that the card "
+                              "does not have can be left out (--tracks)";
+static const char kNoSwipe[] =
+    "swipe while vantor waits; more time: --timeout SECONDS. A reader that has no stripe module "
+    "stays silent too";
+static const char kIdentityModule[] =
+    "has the reader an identity module? Its speed and how it is switched in: vantor config get "
+    "IdBaud, vantor config get IdChange";
 static const char kStripeWrite[] = "swipe again; does this reader write, and does this stripe take "
                                    "the data?";
 static const char kPurse[] =
@@ -72,6 +79,15 @@ static const Entry kEntries[] = {
     {"EPED_InitForPurchase", -99, "the card refused to prepare a purchase", kPurse},
     {"EPED_Load", -99, "the card refused the load", kPurseMac},
     {"EPED_Purchase", -99, "the card refused the purchase", kPurseMac},
+
+    {"BO_ReadMagCard", -1004, "no card was swiped in time", kNoSwipe},
+    {"BO_WriteMagCard", -1004, "no card was swiped in time", kNoSwipe},
+    {"BO_GetMagCardNo", -1004, "no card was swiped in time", kNoSwipe},
+    {"BO_WriteMagCard", -2104,
+     "the module gave a status that is not known: the tracks may be written or not",
+     "look at the card: vantor mag read"},
+    {"BO_ReadIdInfo", -1004, "the identity module does not answer", kIdentityModule},
+    {"BO_IdReset", -1004, "the identity module does not answer", kIdentityModule},
 
     {nullptr, 0, "done", ""},
     {nullptr, -1000, "the port could not be opened", "is the reader connected to {port}?"},

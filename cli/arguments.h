@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "options.h"
+#include "track_text.h"
 #include "transaction_text.h"
 
 namespace tool
@@ -34,6 +35,8 @@ struct Arguments
     std::string purseFile;
     int keyIndex = 1;
     int offset = 0;
+    StripeInput stripe;
+    std::string photo;
 };
 
 // For every command.
@@ -49,11 +52,15 @@ std::string CheckApdus(Arguments *arguments);
 std::string CheckCode(Arguments *arguments);
 std::string CheckGet(Arguments *arguments);
 std::string CheckSet(Arguments *arguments);
-std::string CheckRequest(Arguments *arguments);    // ic arqc
-std::string CheckComplete(Arguments *arguments);   // ic complete
-std::string CheckRound(Arguments *arguments);      // ic transaction
-std::string CheckPurse(Arguments *arguments);      // purse balance, purse log
-std::string CheckPurseFile(Arguments *arguments);  // purse read
+std::string CheckRequest(Arguments *arguments);   // ic arqc
+std::string CheckComplete(Arguments *arguments);  // ic complete
+std::string CheckRound(Arguments *arguments);     // ic transaction
+std::string CheckPurse(Arguments *arguments);     // purse balance, purse log
+std::string CheckPurseFile(Arguments *arguments); // purse read
+std::string CheckMagRead(Arguments *arguments);
+std::string CheckMagNumber(Arguments *arguments);
+std::string CheckMagWrite(Arguments *arguments);
+std::string CheckIdRead(Arguments *arguments);
 std::string CheckPurseOrder(Arguments *arguments); // purse load, purse purchase
 
 } // namespace tool

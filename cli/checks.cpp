@@ -10,6 +10,7 @@
 #include "apdu_input.h"
 #include "card_fields.h"
 #include "commands.h"
+#include "photo_file.h"
 #include "presentation.h"
 
 namespace tool
@@ -276,6 +277,32 @@ std::string CheckPurseOrder(Arguments *arguments)
                arguments->purseTerminal + "\"";
     purse.keyIndex = static_cast<uint8_t>(arguments->keyIndex);
     return CheckPurse(arguments);
+}
+
+std::string CheckMagRead(Arguments *arguments)
+{
+    if (arguments->stripe.tracks.empty())
+        arguments->stripe.tracks = "1,2,3";
+    return CheckTracks(arguments->stripe, &arguments->options.stripe);
+}
+
+// Track 3 begins with a format code that is no part of the number, and not every card has track 1.
+std::string CheckMagNumber(Arguments *arguments)
+{
+    if (arguments->stripe.tracks.empty())
+        arguments->stripe.tracks = "2";
+    return CheckTracks(arguments->stripe, &arguments->options.stripe);
+}
+
+std::string CheckMagWrite(Arguments *arguments)
+{
+    return CheckTracksToWrite(arguments->stripe, &arguments->options.stripe);
+}
+
+std::string CheckIdRead(Arguments *arguments)
+{
+    arguments->options.photo = arguments->photo;
+    return CheckPhotoPath(arguments->photo);
 }
 
 } // namespace tool

@@ -1,6 +1,7 @@
 #!/bin/bash
-# A bank card is read on the virtual reader, every exchange on the wire shown decoded; then other
-# cards make whole online transactions with the virtual issuer.
+# A bank card is read on the virtual reader, every exchange on the wire shown decoded; then a
+# magnetic stripe and an identity card; then other cards make whole online transactions with the
+# virtual issuer.
 # usage: cli/demo.sh BUILD_DIRECTORY   (./run demo builds first)
 set -euo pipefail
 
@@ -143,6 +144,22 @@ show_trace
 cat "$work/said"
 judge "$status"
 
+heading "wait for a swipe and read the magnetic stripe"
+echo "the reader's card is swiped one second after the tool has begun to wait"
+step mag read
+
+# The photo's libraries are looked for in the tool's working directory. The converter is real; the
+# decoder is a stand-in that draws a portrait from the photo's bytes, since the real one is no part
+# of this project.
+heading "read an identity card, its photo as BMP and as PNG"
+cp "$build/tests/standins/libwlt.so" "$build/lib/libPicConvert.so" "$work/" \
+    || failed=$((failed + 1))
+cd "$work"
+step id read --photo "$build/photo.bmp"
+step id read --photo "$build/photo.png"
+cd "$OLDPWD"
+echo "look at it: $build/photo.png (drawn by a stand-in for the photo decoder)"
+
 heading "an online transaction: a card with keys, the virtual issuer verifies and approves"
 control swap contact '{"kind": "reference", "file": "online.json", "card": "online-1"}' >/dev/null
 echo "selecting the application and reading its records, as above, are left out of the trace"
@@ -174,6 +191,8 @@ In another one:    export VANTOR_PORT=pts/N      (the name that it prints)
                    $vantor config set Iccmd 1    (the reader's other command set)
                    $vantor ic detect
                    $build/bin/vantor-issuer --help      (the issuer by itself)
+                   $vantor mag number
+                   $vantor id read --json
 More: docs/tool.md, docs/virtual-reader.md, vantor --help
 EOF
 

@@ -24,6 +24,9 @@ static const char kExamples[] = R"(Examples:
   vantor ic transaction --amount 12.34           both halves, the virtual issuer between them
   vantor ic transaction --amount 12.34 -- --script 'put-data 9F79=000000010000'
   vantor purse load --amount 50.00 --pin 123456
+  vantor mag read --tracks 2,3                   wait for a swipe, show what the tracks hold
+  vantor mag write --track3 0100=0               asks before it overwrites
+  vantor id read --photo face.png                an identity card's fields, and its photo
   vantor error -1013                             what a code means and what to try
   vantor config set Iccmd 1                      a reader that speaks the Union command set
 
@@ -245,6 +248,40 @@ static void AddIcCommands(CLI::App *app, Arguments *arguments, Chosen *chosen)
     AddTransactionCommands(ic, arguments, chosen);
 }
 
+static void AddStripeCommands(CLI::App *app, Arguments *arguments, Chosen *chosen)
+{
+    StripeInput &stripe = arguments->stripe;
+    CLI::App *mag = app->add_subcommand("mag", "magnetic cards");
+    mag->require_subcommand(1)->fallthrough();
+    AddCommand(mag, "read", "wait for a swipe and read the tracks",
+               {"mag read", MagRead, CheckMagRead}, chosen)
+        ->add_option("--tracks", stripe.tracks, "which tracks (1,2,3)")
+        ->type_name("LIST");
+    CLI::App *write = AddCommand(mag, "write", "wait for a swipe and write track 2, 3 or both",
+                                 {"mag write", MagWrite, CheckMagWrite}, chosen);
+    write->add_option("--track2", stripe.track2, "text without start and end marks")
+        ->type_name("TEXT");
+    write->add_option("--track3", stripe.track3, "the same for track 3")->type_name("TEXT");
+    write->add_flag("--yes", stripe.yes, "do not ask before overwriting");
+    CLI::App *number = AddCommand(mag, "number", "wait for a swipe and take the account number",
+                                  {"mag number", MagNumber, CheckMagNumber}, chosen);
+    number->add_option("--tracks", stripe.tracks, "where to look (2)")->type_name("LIST");
+    number->add_option("--separator", stripe.separator, "what ends the number: =, ' or any (any)")
+        ->type_name("CHARACTER");
+}
+
+static void AddIdentityCommands(CLI::App *app, Arguments *arguments, Chosen *chosen)
+{
+    CLI::App *identity = app->add_subcommand("id", "identity cards");
+    identity->require_subcommand(1)->fallthrough();
+    AddCommand(identity, "read", "read an identity card's fields, and its photo",
+               {"id read", IdRead, CheckIdRead}, chosen)
+        ->add_option("--photo", arguments->photo, "where the photo goes: .bmp, .jpg, .png, .gif")
+        ->type_name("FILE");
+    AddCommand(identity, "reset", "reset the identity module", {"id reset", IdReset, nullptr},
+               chosen);
+}
+
 static void AddCommands(CLI::App *app, Arguments *arguments, Chosen *chosen)
 {
     AddCommand(app, "info", "what the reader says about itself", {"info", Info, nullptr}, chosen);
@@ -254,6 +291,8 @@ static void AddCommands(CLI::App *app, Arguments *arguments, Chosen *chosen)
                      "duration (50) and two further values of the reader's own (1 1)")
         ->type_name("");
     AddIcCommands(app, arguments, chosen);
+    AddStripeCommands(app, arguments, chosen);
+    AddIdentityCommands(app, arguments, chosen);
     AddPurseCommands(app, arguments, chosen);
     AddModeOptions(
         AddCommand(app, "ssc", "read a social security card", {"ssc", Ssc, CheckMode}, chosen),

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "track_text.h"
+
 namespace tool
 {
 
@@ -50,6 +52,8 @@ struct Options
     std::string issuer;                     // the issuer's program; "" is vantor-issuer
     std::vector<std::string> issuerOptions; // handed on to it
     PurseOptions purse;
+    StripeOptions stripe;            // mag
+    std::string photo;               // id read: the file to write; "" for none
     uint32_t beep[3] = {50, 1, 1};   // beep
     int code = 0;                    // error
     std::string section, key, value; // config; an empty key is "all settings"

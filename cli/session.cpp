@@ -161,7 +161,7 @@ struct Countdown
     bool isEnded = false;
 };
 
-static void ShowCountdown(Countdown *countdown, const Options &options)
+static void ShowCountdown(Countdown *countdown, const Options &options, const char *awaited)
 {
     using namespace std::chrono;
     const auto start = steady_clock::now();
@@ -173,10 +173,10 @@ static void ShowCountdown(Countdown *countdown, const Options &options)
         const auto passed = duration_cast<seconds>(steady_clock::now() - start).count();
         const long left = std::max(0L, options.timeoutSeconds - static_cast<long>(passed));
         if (options.timeoutSeconds == 0)
-            fprintf(stderr, "\r\033[Kwaiting for the card: %ld s, no limit (Ctrl-C cancels)",
+            fprintf(stderr, "\r\033[Kwaiting for %s: %ld s, no limit (Ctrl-C cancels)", awaited,
                     static_cast<long>(passed));
         else
-            fprintf(stderr, "\r\033[Kwaiting for the card: %ld s left (Ctrl-C cancels)", left);
+            fprintf(stderr, "\r\033[Kwaiting for %s: %ld s left (Ctrl-C cancels)", awaited, left);
         fflush(stderr);
         shown = true;
         next = start + seconds(passed + 1);
@@ -185,12 +185,12 @@ static void ShowCountdown(Countdown *countdown, const Options &options)
         fputs("\r\033[K", stderr);
 }
 
-int WaitingForCard(const Options &options, const std::function<int()> &call)
+int WaitingForCard(const Options &options, const std::function<int()> &call, const char *awaited)
 {
     if (isatty(STDERR_FILENO) == 0)
         return call();
     Countdown countdown;
-    std::thread display(ShowCountdown, &countdown, options);
+    std::thread display(ShowCountdown, &countdown, options, awaited);
     const int code = call();
     {
         const std::lock_guard<std::mutex> hold(countdown.lock);

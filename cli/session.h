@@ -22,7 +22,8 @@ void WithCallSet(const Options &options, Report *report, const std::function<voi
 int OpenReader(const Options &options);
 
 // Runs a call that waits for a card, with a countdown when standard error is a terminal.
-int WaitingForCard(const Options &options, const std::function<int()> &call);
+int WaitingForCard(const Options &options, const std::function<int()> &call,
+                   const char *awaited = "the card");
 
 bool IsCancelled();
 

@@ -21,10 +21,21 @@ static void AddPrograms(const ToolDirectory &directory)
         fs::copy_file(std::string(VANTOR_BIN_DIR) + name, directory.scratch.path + "/bin" + name);
 }
 
+// A stand-in for the photo decoder, and the picture converter.
+static void AddPhotoLibraries(const ToolDirectory &directory)
+{
+    fs::create_directories(directory.scratch.path + "/tests/standins");
+    fs::copy_file(VANTOR_STANDINS "/libwlt.so",
+                  directory.scratch.path + "/tests/standins/libwlt.so");
+    fs::copy_file(fs::path(VANTOR_LIBRARY).parent_path() / "libPicConvert.so",
+                  directory.scratch.path + "/lib/libPicConvert.so");
+}
+
 TEST(Demo, ReadsACardAndPaysWithTheWireBesideIt)
 {
     const ToolDirectory directory;
     AddPrograms(directory);
+    AddPhotoLibraries(directory);
     const ChildResult result = RunDemo(directory);
     EXPECT_EQ(result.status, 0) << result.out << result.err;
     EXPECT_EQ(result.err, "");
@@ -38,6 +49,9 @@ TEST(Demo, ReadsACardAndPaysWithTheWireBesideIt)
              "card \"test-card\" taken out",
              "no card",
              "card \"test-card\" put in",
+             "Track 2  6200000000000005=30121010000000000000",
+             "Name            张示例",
+             "photo written to ",
              "9F36  Transaction counter      002B  43",
              "issuer: cryptogram  ",
              " verifies\n",
@@ -54,6 +68,11 @@ TEST(Demo, ReadsACardAndPaysWithTheWireBesideIt)
          })
         EXPECT_THAT(result.out, HasSubstr(text));
     EXPECT_EQ(result.out.find('\033'), std::string::npos); // plain text without a terminal
+    const std::string bmp = testing_support::ReadFile(directory.scratch.path + "/photo.bmp");
+    EXPECT_EQ(bmp.size(), 38862u);
+    EXPECT_EQ(bmp.substr(0, 2), "BM");
+    const std::string png = testing_support::ReadFile(directory.scratch.path + "/photo.png");
+    EXPECT_EQ(png.substr(0, 8), "\x89PNG\r\n\x1A\n");
 }
 
 TEST(Demo, AStepThatFailsIsSaid)

@@ -96,3 +96,21 @@ TEST(ToolTerminal, ACardThatIsThereMakesNoFlicker)
     EXPECT_TRUE(ReadUntil(terminal.master, "end", &seen));
     EXPECT_EQ(seen, "end");
 }
+
+TEST(ToolTerminal, AWaitForASwipeSaysSo)
+{
+    const ToolDirectory tool;
+    const TestReader reader(R"({"magneticCards": {"card": {"track2": "6=1"}}})");
+    const Terminal terminal;
+    ChildOptions options;
+    options.terminal = terminal.slave;
+    const Child child = StartChild(
+        tool.Command({"--port", reader.Port(), "mag", "read", "--tracks", "2"}), options);
+    std::string seen;
+    EXPECT_TRUE(ReadUntil(terminal.master,
+                          "\r\033[Kwaiting for a swipe: 10 s left (Ctrl-C cancels)", &seen));
+    reader.Control("swipe card");
+    const ChildResult result = WaitForChild(child);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "Track 2  6=1\n");
+}

@@ -31,8 +31,6 @@ namespace
 
 const uintmax_t kBmpSize = 38862;
 
-const int kLogIsElsewhere = GSetLogFilePath("/dev/null"); // the rooms hold photos only
-
 int WritePhoto(const IdentityCard &card, const std::string &path)
 {
     const std::string raw = card.text + card.photo;
@@ -70,10 +68,14 @@ std::string Everything()
     return text;
 }
 
-// No umask, so that modes are seen as they were asked for.
+// No umask, so that modes are seen as they were asked for; and no log file among the photos.
 struct OpenRoom : PhotoRoom
 {
     mode_t mask = umask(0);
+    OpenRoom()
+    {
+        GSetLogFilePath("/dev/null");
+    }
     ~OpenRoom()
     {
         umask(mask);
