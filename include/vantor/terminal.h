@@ -12,6 +12,10 @@
  *     result = IC_CtlScriptData("USB", NULL, 9600, 10, &icType, text, answer, &length, tc,
  *                               scriptResult, cdol2);
  *
+ *     char track2[255], track3[255], info[4096];
+ *     result = MS_ReadCard("USB", NULL, 9600, 30, 23, 0, track2, track3);
+ *     result = ID_GetInfo("USB", NULL, 9600, 30, "head.bmp", NULL, NULL, NULL, info);
+ *
  * Every call begins with these arguments:
  *
  *   port         "USB", in capitals: the reader on the USB port. Anything else is a device below
@@ -35,11 +39,13 @@
  * so it needs room for one byte at least, and it stays empty when the card gave nothing; before
  * that nothing is written.
  *
- * Results: 0; -1 a bad or missing argument (all pointers are needed but extendPort and, where it
- * says so, aidList); and what Vantor_GetErrorCode makes of the codes of the business call.
+ * Results: 0; -1 a bad or missing argument (all pointers are needed but extendPort and those that
+ * may be null where it says so); and what Vantor_GetErrorCode makes of the codes of the business
+ * call.
  *
- * Threads: the calls share the device context with the BO_ calls; one thread at a time.
- * BO_CancelWait from a second thread ends the wait for a card.
+ * Threads: the calls share the device context with the BO_ calls; one thread at a time. From a
+ * second thread BO_CancelWait ends the wait for an IC or identity card, BO_Cancel the wait for a
+ * swipe.
  */
 #ifndef VANTOR_TERMINAL_H
 #define VANTOR_TERMINAL_H
@@ -95,6 +101,46 @@ VANTOR_API int IC_CtlScriptData(const char *port, const char *extendPort, int ba
 VANTOR_API int IC_GetTranDeta(const char *port, const char *extendPort, int baudRate, int timeout,
                               int32_t *icType, const char *aidList, int32_t *detailLength,
                               char *detail);
+
+/* The two calls for magnetic stripes have in common:
+ *
+ *   mode      the tracks: 2, 3, or 23 for both; any other number counts as 23
+ *   charSet   not used
+ *
+ * A track that the mode leaves out may be null and is not touched. */
+
+/* Waits for a card to be swiped and reads its tracks: BO_ReadMagCard.
+ *
+ *   track2, track3   get the text without the marks of the stripe and a NUL: room for 255 bytes
+ *                    each, "6222020200112233=25122010000012345678". A track that is not on the
+ *                    card gives an empty text; with mode 23 the other one alone is a success, with
+ *                    mode 2 or 3 the result is -11, as it is when both are missing */
+VANTOR_API int MS_ReadCard(const char *port, const char *extendPort, int baudRate, int timeout,
+                           int mode, int charSet, char *track2, char *track3);
+
+/* Waits for a card to be swiped and writes its tracks: BO_WriteMagCard.
+ *
+ *   track2, track3   1 to 120 characters that IsTrackDataValue accepts. One that is not like that
+ *                    is left out when the other one is; when neither is, the result is -1 */
+VANTOR_API int MS_WriteCard(const char *port, const char *extendPort, int baudRate, int timeout,
+                            int mode, int charSet, const char *track2, const char *track3);
+
+/* Reads an identity card and, on request, its photo: BO_ReadIdInfo_Pic_YC. Sets "IdChange" of
+ * config.ini to 1.
+ *
+ *   baudRate    0 counts as 9600
+ *   photoHead   where the photo goes, as photoPath of BO_ReadIdInfo; null or empty: nowhere
+ *   photoFace, photoBack, photoCard   accepted, may be null; nothing is written there
+ *   info        gets the text of BO_ReadIdInfo_Pic_YC and a NUL: room for 4096 bytes, of which at
+ *               most 525 are written. It is there also when only the photo failed
+ *
+ * The result is then that of the photo: -11 no ./libwlt.so, -3 it is of no use, -12 no
+ * ./libPicConvert.so, -15 it is of no use, -99 the photo cannot be decoded or written.
+ *
+ *     "张三|男|汉|19900101|北京市…|110101199001011234|北京市公安局|20200101|长期|1|||||A" */
+VANTOR_API int ID_GetInfo(const char *port, const char *extendPort, int baudRate, int timeout,
+                          const char *photoHead, const char *photoFace, const char *photoBack,
+                          const char *photoCard, char *info);
 
 VANTOR_C_END
 
