@@ -308,7 +308,8 @@ LongKey PadKey(const unsigned char *key, int length)
 {
     LongKey padded{};
     const int used = std::clamp(length, 0, 3 * kBlockSize);
-    memcpy(padded.bytes, key, static_cast<size_t>(used));
+    if (used > 0) // a key of no bytes may be a null pointer
+        memcpy(padded.bytes, key, static_cast<size_t>(used));
     padded.parts = used <= kBlockSize ? 1 : 3;
     if (used <= 2 * kBlockSize) // two parts: the first comes again
         memcpy(padded.bytes + 2 * kBlockSize, padded.bytes, kBlockSize);

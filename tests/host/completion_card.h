@@ -1,6 +1,8 @@
 // What the tests of the second half have in common: the card as the first half left it.
 #pragma once
 
+#include <algorithm>
+
 #include "host/transaction_card.h"
 
 namespace testing_support
@@ -26,7 +28,7 @@ inline void Keep(const HostLibrary &library, const std::string &prefix, const st
     memset(kept, 0, 8000);
     memcpy(kept, prefix.data(), prefix.size());
     const std::vector<uint8_t> bytes = BytesOf(hex);
-    memcpy(kept + prefix.size(), bytes.data(), bytes.size());
+    std::copy(bytes.begin(), bytes.end(), kept + prefix.size());
 }
 
 inline ReaderScript &Authenticate(ReaderScript *script, const std::string &issuerText)

@@ -255,7 +255,8 @@ TEST(IdentityRound, ASecondThreadEndsTheWait)
             });
         const IdentityResult read = counter.Read(IdentityCall::kPlain, nullptr, 0);
         second.join();
-        EXPECT_EQ(read.result, -1006);
+        // On a slow machine a close may meet the search whose answer has just left the reader.
+        EXPECT_THAT(read.result, testing::AnyOf(-1006, -3001));
         EXPECT_EQ(CALL(counter.library, BO_Close)(), 0);
         EXPECT_EQ(counter.Open(), 0);
         counter.Control("insert identity resident");

@@ -109,8 +109,8 @@ struct Round
     }
     std::string ReadPages(int page, int count) const
     {
-        char text[512] = {};
-        const int result = M0_READ(library)(page, count, sizeof text, text);
+        char text[512 + 1] = {}; // a text that fills its room has no NUL
+        const int result = M0_READ(library)(page, count, sizeof text - 1, text);
         return result == 0 ? text : "[" + std::to_string(result) + "]";
     }
 };
