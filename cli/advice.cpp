@@ -47,6 +47,20 @@ static const char kAnswerOfIssuer[] =
     "place? The status stands in the log when loglevel is 2: vantor config set loglevel 2";
 static const char kNoSecond[] =
     "a card that gives its cryptogram at once has no second one: --scripts-only";
+static const char kMemoryCard[] = "lay the card on the antenna and leave it there; m1 is for "
+                                  "Mifare Classic, m0 for Ultralight C. "
+                                  "More time: --timeout SECONDS";
+static const char kMemoryKey[] =
+    "is it this card's key (--key, --key-b)? A card that refused a key says nothing until it is "
+    "powered up again";
+static const char kMemoryRefusal[] =
+    "do the access bits let this key do it (try the other one: --key, --key-b), and did the card "
+    "stay in place?";
+static const char kMemoryValue[] =
+    "is it a value block, does its value allow it, do the access bits let this key do it (try the "
+    "other one: --key, --key-b), and did the card stay in place?";
+static const char kMemoryPage[] =
+    "does the card ask for its key (--key), is the page locked, and did the card stay in place?";
 static const char kArgument[] = "see vantor --help for what the command takes";
 
 static const Entry kEntries[] = {
@@ -88,6 +102,8 @@ static const Entry kEntries[] = {
      "look at the card: vantor mag read"},
     {"BO_ReadIdInfo", -1004, "the identity module does not answer", kIdentityModule},
     {"BO_IdReset", -1004, "the identity module does not answer", kIdentityModule},
+    {"BO_M0PowerOn", -4001, "no memory card of this class came", kMemoryCard},
+    {"BO_M0Write", -5105, "the card did not take this page", kMemoryPage},
 
     {nullptr, 0, "done", ""},
     {nullptr, -1000, "the port could not be opened", "is the reader connected to {port}?"},
@@ -174,6 +190,21 @@ static const Entry kEntries[] = {
     {nullptr, -5013, "the data must be 4 bytes", kArgument},
     {nullptr, -5014, "the key must be 6 bytes", kArgument},
     {nullptr, -5015, "the key type must be 60 or 61", kArgument},
+
+    {nullptr, -5016, "the amount must be 1 or more", kArgument},
+    {nullptr, -5001, "no memory card of this class came", kMemoryCard},
+    {nullptr, -5002, "the memory card did not power off", "take it away"},
+    {nullptr, -5003, "the card refused the key", kMemoryKey},
+    {nullptr, -5004, "the card does not give this block", kMemoryRefusal},
+    {nullptr, -5005, "the card did not take this block", kMemoryRefusal},
+    {nullptr, -5006, "the card gives no value", kMemoryValue},
+    {nullptr, -5007, "the card did not take the value", kMemoryValue},
+    {nullptr, -5008, "the card did not add", kMemoryValue},
+    {nullptr, -5009, "the card did not subtract", kMemoryValue},
+    {nullptr, -5103, "the card did not prove that it holds the key", kMemoryKey},
+    {nullptr, -5104, "the card does not give this page", kMemoryPage},
+    {nullptr, -5105, "the card refused to write, or the key", kMemoryPage},
+    {nullptr, -5106, "the page number is out of range", kArgument},
 
     // Internal results; the calls that hand them on unmapped are few.
     {nullptr, -1, "communication failed", "is the reader still connected to {port}?"},

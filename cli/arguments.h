@@ -13,6 +13,19 @@
 namespace tool
 {
 
+struct MemoryArguments
+{
+    std::vector<std::string> keys; // each with the type of key that it is given as
+    std::vector<std::string> keysB;
+    std::string keyFile;
+    std::string place; // block or page
+    std::string data;
+    std::optional<std::string> text;
+    std::string value;
+    std::string amount;
+    std::string newKey;
+};
+
 struct Arguments
 {
     Options options;
@@ -37,7 +50,10 @@ struct Arguments
     int offset = 0;
     StripeInput stripe;
     std::string photo;
+    MemoryArguments memory;
 };
+
+bool ReadScript(const std::string &path, std::string *text); // at most 4 MiB
 
 // For every command.
 std::string CheckPort(Arguments *arguments);
@@ -62,5 +78,15 @@ std::string CheckMagNumber(Arguments *arguments);
 std::string CheckMagWrite(Arguments *arguments);
 std::string CheckIdRead(Arguments *arguments);
 std::string CheckPurseOrder(Arguments *arguments); // purse load, purse purchase
+std::string CheckM1Read(Arguments *arguments);
+std::string CheckM1Write(Arguments *arguments);
+std::string CheckM1Value(Arguments *arguments);
+std::string CheckM1Amount(Arguments *arguments); // m1 increment, m1 decrement
+std::string CheckM1Dump(Arguments *arguments);
+std::string CheckM0Read(Arguments *arguments);
+std::string CheckM0Write(Arguments *arguments);
+std::string CheckM0Key(Arguments *arguments); // m0 auth
+std::string CheckM0SetKey(Arguments *arguments);
+std::string CheckM0Dump(Arguments *arguments);
 
 } // namespace tool

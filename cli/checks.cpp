@@ -121,7 +121,7 @@ static bool ReadAll(FILE *file, std::string *text)
     return ferror(file) == 0; // a directory opens, but does not read
 }
 
-static bool ReadScript(const std::string &path, std::string *text)
+bool ReadScript(const std::string &path, std::string *text)
 {
     FILE *file = fopen(path.c_str(), "rbe");
     if (file == nullptr)

@@ -7,6 +7,7 @@
 
 #include "arguments.h"
 #include "commands.h"
+#include "memory_command_line.h"
 #include "session.h"
 
 namespace tool
@@ -27,6 +28,8 @@ static const char kExamples[] = R"(Examples:
   vantor mag read --tracks 2,3                   wait for a swipe, show what the tracks hold
   vantor mag write --track3 0100=0               asks before it overwrites
   vantor id read --photo face.png                an identity card's fields, and its photo
+  vantor m1 dump --key A1A2A3A4A5A6              a Mifare Classic card, as far as the key opens it
+  vantor m0 read 4 --count 4                     four pages of an Ultralight C card
   vantor error -1013                             what a code means and what to try
   vantor config set Iccmd 1                      a reader that speaks the Union command set
 
@@ -294,6 +297,12 @@ static void AddCommands(CLI::App *app, Arguments *arguments, Chosen *chosen)
     AddStripeCommands(app, arguments, chosen);
     AddIdentityCommands(app, arguments, chosen);
     AddPurseCommands(app, arguments, chosen);
+    AddMemoryCommands(app, arguments,
+                      [chosen](CLI::App *parent, const MemoryCommand &command)
+                      {
+                          return AddCommand(parent, command.word, command.description,
+                                            {command.name, command.run, command.check}, chosen);
+                      });
     AddModeOptions(
         AddCommand(app, "ssc", "read a social security card", {"ssc", Ssc, CheckMode}, chosen),
         arguments);

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "memory_text.h"
 #include "track_text.h"
 
 namespace tool
@@ -31,6 +33,21 @@ struct PurseOptions
     unsigned char offset = 0;
 };
 
+struct MemoryOptions
+{
+    int block = 0; // m1: block, m0: page
+    int count = 1;
+    std::vector<MemoryKey> keys; // m1, in the order in which they are tried
+    std::string key;             // m0, hexadecimal; "" when the card is not to be asked
+    std::string newKey;          // m0 set-key
+    std::string data;            // to write, hexadecimal
+    std::optional<int32_t> value;
+    int amount = 0;
+    int firstSector = 0; // the number by which the reader calls it
+    std::string size;    // "1K", "4K"; "" when the card is to tell
+    bool yes = false;    // write keys and the like without asking
+};
+
 struct Options
 {
     std::string port = "USB"; // "USB" or a device path
@@ -52,8 +69,9 @@ struct Options
     std::string issuer;                     // the issuer's program; "" is vantor-issuer
     std::vector<std::string> issuerOptions; // handed on to it
     PurseOptions purse;
-    StripeOptions stripe;            // mag
-    std::string photo;               // id read: the file to write; "" for none
+    StripeOptions stripe; // mag
+    std::string photo;    // id read: the file to write; "" for none
+    MemoryOptions memory;
     uint32_t beep[3] = {50, 1, 1};   // beep
     int code = 0;                    // error
     std::string section, key, value; // config; an empty key is "all settings"
