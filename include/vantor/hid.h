@@ -94,7 +94,7 @@ VANTOR_API hid_device *hid_open(unsigned short vendor_id, unsigned short product
 /* Opens one interface and starts its read thread.
  *
  * path: a path exactly as hid_enumerate gives it, "0001:0002:00"; anything else opens nothing.
- * A kernel driver that holds the interface is detached; it is not attached again by hid_close.
+ * A kernel driver that holds the interface is detached; hid_close gives the interface back to it.
  * Returns the handle, or NULL: no such interface, no permission, held by another process, no
  * interrupt IN endpoint, or the first transfer could not be started.
  * Threads: from any thread; opens and closes run one after another. */

@@ -49,9 +49,12 @@ int hid_exit(void)
 static bool ClaimInterface(hid_device *device)
 {
     const int number = device->interface.number;
-    if (libusb_kernel_driver_active(device->handle, number) == 1 &&
-        libusb_detach_kernel_driver(device->handle, number) != LIBUSB_SUCCESS)
-        return false;
+    if (libusb_kernel_driver_active(device->handle, number) == 1)
+    {
+        if (libusb_detach_kernel_driver(device->handle, number) != LIBUSB_SUCCESS)
+            return false;
+        device->detached = true;
+    }
     device->claimed = libusb_claim_interface(device->handle, number) == LIBUSB_SUCCESS;
     return device->claimed;
 }

@@ -44,6 +44,7 @@ struct hid_device_
     // a system without a udev daemon. All null once the device is retired.
     libusb_context *usb;
     libusb_device_handle *handle;
+    bool detached; // a kernel driver held the interface and gets it back
     bool claimed;
     libusb_transfer *transfer;
     unsigned char *transferBuffer;

@@ -44,6 +44,9 @@ static void CloseUsb(hid_device *device)
     if (device->claimed)
         libusb_release_interface(device->handle, device->interface.number);
     device->claimed = false;
+    if (device->detached) // fails on a device that is gone: nothing is left to give back
+        libusb_attach_kernel_driver(device->handle, device->interface.number);
+    device->detached = false;
     if (device->handle != nullptr)
         libusb_close(device->handle);
     device->handle = nullptr;

@@ -248,7 +248,7 @@ TEST_F(HidEnumeration, OpensAnInterfaceByItsPath)
     hid_close(device);
     EXPECT_EQ(usb_standin::Journal(),
               (std::vector<std::string>{"open", "detach 2", "claim 2", "submit 85", "cancel 85",
-                                        "release 2", "close", "exit"}));
+                                        "release 2", "attach 2", "close", "exit"}));
 }
 
 TEST_F(HidEnumeration, TwoInterfacesOfOneDeviceAreOpenSideBySide)

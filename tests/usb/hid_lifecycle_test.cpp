@@ -48,7 +48,7 @@ TEST_F(HidLifecycle, WithoutAKernelDriverNothingIsDetached)
     hid_close(device);
 }
 
-TEST_F(HidLifecycle, CloseCancelsTheTransferThenReleasesThenClosesTheHandle)
+TEST_F(HidLifecycle, CloseCancelsTheTransferThenReleasesThenGivesBackThenClosesTheHandle)
 {
     Plug(ReaderModel(), 1, 2);
     hid_device *device = Open();
@@ -56,7 +56,25 @@ TEST_F(HidLifecycle, CloseCancelsTheTransferThenReleasesThenClosesTheHandle)
     hid_close(device);
     const List journal = Journal();
     EXPECT_EQ(List(journal.begin() + static_cast<long>(before), journal.end()),
-              (List{"cancel 81", "release 0", "close", "exit"}));
+              (List{"cancel 81", "release 0", "attach 0", "close", "exit"}));
+}
+
+TEST_F(HidLifecycle, WhatNoKernelDriverHeldIsGivenToNone)
+{
+    usb_standin::DeviceModel model = ReaderModel();
+    model.kernelDrivers.clear();
+    Plug(model, 1, 2);
+    hid_close(Open());
+    EXPECT_EQ(Journal(), (List{"exit", "open", "claim 0", "submit 81", "cancel 81", "release 0",
+                               "close", "exit"}));
+}
+
+TEST_F(HidLifecycle, AnOpenThatFailsAfterTheDetachGivesTheInterfaceBack)
+{
+    Plug(ReaderModel(), 1, 2);
+    Fail(Call::Claim, LIBUSB_ERROR_OTHER);
+    EXPECT_EQ(Open(), nullptr);
+    EXPECT_EQ(Journal(), (List{"exit", "open", "detach 0", "attach 0", "close", "exit"}));
 }
 
 TEST_F(HidLifecycle, AReaderCanBeOpenedAgainAfterItsClose)
@@ -382,7 +400,7 @@ TEST_F(HidLifecycle, EventsThatFailForGoodShutTheDeviceDown)
     EXPECT_EQ(usb_standin::InTransfers(reader).size(), 1u);
     const List journal = Journal();
     EXPECT_EQ(List(journal.end() - 4, journal.end()),
-              (List{"release 0", "close takes back 81", "close", "exit"}));
+              (List{"attach 0", "close takes back 81", "close", "exit"}));
 }
 
 TEST_F(HidLifecycle, EventsThatFailOnceOrAreInterruptedAreHandledAgain)

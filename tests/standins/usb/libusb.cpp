@@ -195,6 +195,20 @@ int libusb_detach_kernel_driver(libusb_device_handle *handle, int number)
                                                                      : LIBUSB_ERROR_NOT_FOUND;
 }
 
+int libusb_attach_kernel_driver(libusb_device_handle *handle, int number)
+{
+    const Guard guard = Lock();
+    Plugged *plugged = handle->device->plugged.get();
+    Note("attach " + std::to_string(number));
+    if (!plugged->present)
+        return LIBUSB_ERROR_NO_DEVICE;
+    if (handle->claimed.count(number) != 0)
+        Misused("a driver attached to an interface that is still claimed");
+    if (plugged->claims.count(number) != 0)
+        return LIBUSB_ERROR_BUSY;
+    return plugged->kernelDrivers.insert(number).second ? LIBUSB_SUCCESS : LIBUSB_ERROR_NOT_FOUND;
+}
+
 int libusb_claim_interface(libusb_device_handle *handle, int number)
 {
     const Guard guard = Lock();

@@ -117,7 +117,7 @@ void Fail(Call call, int error, int times = 1, int after = 0);
 // ---- What the user of libusb did ----
 
 // The calls that change something, in order: "open", "detach 0", "claim 0", "submit 81",
-// "clear halt 81", "cancel 81", "release 0", "close", "exit".
+// "clear halt 81", "cancel 81", "release 0", "attach 0", "close", "exit".
 std::vector<std::string> Journal();
 // Waits until the entry is there; false when it is not by then.
 bool WaitForJournal(const std::string &entry, int milliseconds = 10000);
