@@ -263,6 +263,13 @@ std::string Plug(RunningReader *running, Words *)
     RequestLine(running, LineRequest::plug, &guard);
     if (!running->lineProblem.empty())
         return Error(running->lineProblem);
+    if (running->usb != nullptr)
+    {
+        guard.unlock();
+        if (running->usb->waitsForHost && !WaitForHost(running->usb, kHostPatience))
+            return Error("the kernel has not configured the reader");
+        return kOk;
+    }
     return running->terminalName.empty() ? kOk : "ok " + running->terminalName;
 }
 
@@ -326,6 +333,11 @@ std::string Info(RunningReader *running, Words *)
     return "ok " + info.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
+std::string Usb(RunningReader *running, Words *words)
+{
+    return RunUsbControl(running, RestOfLine(words));
+}
+
 std::string Exchanges(RunningReader *running, Words *)
 {
     const std::lock_guard<std::mutex> guard(running->lock);
@@ -381,15 +393,25 @@ struct ControlCommand
 };
 
 constexpr ControlCommand kControlCommands[] = {
-    {"insert", false, Insert},      {"remove", false, Remove},
-    {"swap", false, Swap},          {"card", false, InjectStatus},
-    {"cards", false, ListCards},    {"swipe", false, Swipe},
-    {"tracks", false, ShowTracks},  {"fault", false, SetFault},
-    {"speak", false, Speak},        {"memory", true, ShowMemory},
-    {"unplug", true, Unplug},       {"plug", true, Plug},
-    {"info", true, Info},           {"quit", true, Quit},
-    {"exchanges", true, Exchanges}, {"received", false, ReceivedLog},
-    {"sent", false, SentLog},       {"trace", false, Trace},
+    {"insert", false, Insert},
+    {"remove", false, Remove},
+    {"swap", false, Swap},
+    {"card", false, InjectStatus},
+    {"cards", false, ListCards},
+    {"swipe", false, Swipe},
+    {"tracks", false, ShowTracks},
+    {"fault", false, SetFault},
+    {"speak", false, Speak},
+    {"memory", true, ShowMemory},
+    {"unplug", true, Unplug},
+    {"plug", true, Plug},
+    {"info", true, Info},
+    {"quit", true, Quit},
+    {"exchanges", true, Exchanges},
+    {"received", false, ReceivedLog},
+    {"sent", false, SentLog},
+    {"trace", false, Trace},
+    {"usb", false, Usb},
 };
 
 } // namespace

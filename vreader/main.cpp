@@ -1,4 +1,4 @@
-// vantor-reader: a card reader on a pseudo-terminal, for whoever has none on the desk.
+// vantor-reader: a card reader on a pseudo-terminal or on USB, for whoever has none on the desk.
 #include "vreader/running_reader.h"
 
 #include <CLI/CLI.hpp>
@@ -24,12 +24,16 @@ constexpr char kExamples[] = R"(Examples:
       echo 'remove contact' | socat - UNIX-CONNECT:/tmp/reader.sock
       echo 'fault delay 800 count 3' | socat - UNIX-CONNECT:/tmp/reader.sock
   vantor-reader --pace                      bytes take the time they take on a wire
+  vantor-reader usb --attach                plugged into this machine's USB (root, vhci-hcd)
+  vantor-reader usb --listen 3240           for "usbip attach" of this machine
 
-The first line of the output is for programs: ready pts/7 /dev/pts/7)";
+The first line of the output is for programs: ready pts/7 /dev/pts/7, or ready USB 1bc3:0151)";
 
 struct CommandLine
 {
     vreader::ReaderOptions reader;
+    bool usb = false;
+    vreader::UsbOptions usbOptions;
     std::string speak;
     std::string link;
     std::string printProfile;
@@ -65,6 +69,31 @@ void DeclareOptions(CLI::App *app, CommandLine *line)
     CLI::Option *trace = app->add_flag("--trace", line->trace, "show every exchange (the default)");
     CLI::Option *full = app->add_flag("--trace-full", line->traceFull, "do not shorten long texts");
     app->add_flag("--quiet", line->quiet, "show no exchanges")->excludes(trace)->excludes(full);
+}
+
+void DeclareUsbOptions(CLI::App *app, CommandLine *line)
+{
+    CLI::App *usb = app->add_subcommand("usb", "a reader on USB instead of a pseudo-terminal");
+    usb->fallthrough(); // the options above hold here as well
+    usb->callback([line] { line->usb = true; });
+    vreader::UsbOptions *options = &line->usbOptions;
+    CLI::Option *attach = usb->add_flag("--attach", options->attach,
+                                        "plug it into this machine's kernel: needs root and the "
+                                        "module vhci-hcd (modprobe vhci-hcd)");
+    usb->add_option("--listen", options->listen,
+                    "serve USB/IP over TCP (default: 3240, from this machine only)")
+        ->type_name("[ADDRESS:]PORT")
+        ->excludes(attach);
+    usb->add_option("--vid", options->vendorId, "vendor id, 0x1BC3 unless given")
+        ->type_name("NUMBER");
+    usb->add_option("--pid", options->productId, "product id, 0x0151 unless given")
+        ->type_name("NUMBER");
+    usb->add_option("--manufacturer", options->manufacturer, "the device's texts")
+        ->type_name("TEXT");
+    usb->add_option("--product", options->product)->type_name("TEXT");
+    usb->add_option("--serial-number", options->serialNumber)->type_name("TEXT");
+    usb->add_flag("!--no-out-endpoint", options->outEndpoint,
+                  "output reports come by SET_REPORT only");
 }
 
 // What was asked for must have arrived.
@@ -106,7 +135,12 @@ void PrintLine(const std::string &line, int quitSignal)
 void PrintGreeting(const vreader::RunningReader *reader, const CommandLine &line)
 {
     const std::string terminal = vreader::TerminalName(reader);
-    PrintLine("ready " + terminal.substr(5) + " " + terminal, reader->quitSignal);
+    char ids[16];
+    std::snprintf(ids, sizeof ids, "%04x:%04x", line.usbOptions.vendorId,
+                  line.usbOptions.productId);
+    PrintLine(line.usb ? "ready USB " + std::string(ids)
+                       : "ready " + terminal.substr(5) + " " + terminal,
+              reader->quitSignal);
     if (line.quiet)
         return;
     const std::lock_guard<std::mutex> guard(reader->lock);
@@ -120,6 +154,10 @@ void PrintGreeting(const vreader::RunningReader *reader, const CommandLine &line
     if (reader->reader.contactless.card)
         std::printf("contactless  %s (%s)\n", reader->reader.contactless.name.c_str(),
                     reader->reader.contactless.card->label.c_str());
+    if (const std::string address = vreader::UsbAddress(reader); !address.empty())
+        std::printf("USB/IP       usbip --tcp-port %s attach --remote %s --busid 1-1\n",
+                    address.substr(address.rfind(':') + 1).c_str(),
+                    address.substr(0, address.rfind(':')).c_str());
     if (reader->reader.identity.card)
         std::printf("identity     %s (%s)\n", reader->reader.identity.name.c_str(),
                     reader->reader.identity.card->label.c_str());
@@ -164,7 +202,9 @@ int Run(CommandLine *line)
                 PrintLine(line->traceFull ? text : vreader::Shortened(text), quitSignal);
         };
     std::unique_lock<std::mutex> greeting(printing);
-    vreader::RunningReader *reader = vreader::StartReader(line->reader, &error);
+    vreader::RunningReader *reader =
+        line->usb ? vreader::StartUsbReader(line->reader, line->usbOptions, &error)
+                  : vreader::StartReader(line->reader, &error);
     if (reader != nullptr)
         quitSignal = reader->quitSignal;
     if (reader != nullptr && !line->speak.empty())
@@ -192,9 +232,10 @@ int Run(CommandLine *line)
 
 int main(int argc, char **argv)
 {
-    CLI::App app("A virtual card reader on a pseudo-terminal.", "vantor-reader");
+    CLI::App app("A virtual card reader on a pseudo-terminal or on USB.", "vantor-reader");
     CommandLine line;
     DeclareOptions(&app, &line);
+    DeclareUsbOptions(&app, &line);
     try
     {
         app.parse(argc, argv);
@@ -207,6 +248,13 @@ int main(int argc, char **argv)
         return ListProfiles();
     if (!line.printProfile.empty())
         return PrintProfile(line.printProfile);
+    if (line.usb && (!line.link.empty() || line.reader.pace))
+    {
+        std::fprintf(stderr, "vantor-reader: --link and --pace are for a pseudo-terminal\n");
+        return kWrongUse;
+    }
+    if (!line.usbOptions.attach && line.usbOptions.listen.empty())
+        line.usbOptions.listen = "3240";
     if (line.krelOnly || line.unionOnly)
         line.speak = line.krelOnly ? "krel" : "union";
     return Run(&line);

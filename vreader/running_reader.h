@@ -4,6 +4,7 @@
 #include "vreader/faults.h"
 #include "vreader/lines/pace.h"
 #include "vreader/lines/terminal.h"
+#include "vreader/lines/usbip.h"
 #include "vreader/profile.h"
 #include "vreader/trace.h"
 #include "vreader/virtual_reader.h"
@@ -58,6 +59,7 @@ struct RunningReader
     int progressWake = -1; // the control socket's eventfd; -1 without one
     std::thread thread;
     ControlSocket *controlSocket = nullptr;
+    UsbLine *usb = nullptr; // null for a reader on another line
 
     // Guarded by `lock`.
     mutable std::mutex lock;
@@ -74,6 +76,7 @@ struct RunningReader
     uint64_t exchanges = 0;
     bool connected = false;
     bool stopping = false;
+    bool newHost = false; // a USB host has taken over: the thread is to forget the one before
     LineRequest lineRequest = LineRequest::none;
     std::string lineProblem;
     std::string terminalName;
@@ -130,6 +133,12 @@ std::string InjectIdentityStatus(RunningReader *running, Words *words);
 
 // control_memory.cpp
 std::string ShowMemory(RunningReader *running, Words *words);
+
+// usb_reader.cpp
+bool MakeUsbLine(RunningReader *running, const UsbOptions &options, std::string *error);
+// The words behind `usb`.
+std::string RunUsbControl(RunningReader *running, const std::string &line);
+constexpr std::chrono::seconds kHostPatience(10); // to find and configure a reader plugged in
 
 // control.cpp
 std::string RunControl(RunningReader *running, const std::string &line);

@@ -57,11 +57,23 @@ void WaitForWork(const RunningReader *running)
     ppoll(descriptors, 3, next ? &rest : nullptr, nullptr);
 }
 
+// A USB host that takes the reader over has given it power: it starts afresh.
+void ForgetEarlierHost(RunningReader *running)
+{
+    DropAnswers(running);
+    running->stream = {};
+    running->reader.baud = kDefaultBaud;
+    Restart(&running->reader);
+}
+
 // Does what the control channel asked for; false when the thread is to end.
 bool HandleRequests(RunningReader *running)
 {
     DrainWakes(running->wake);
     const std::lock_guard<std::mutex> guard(running->lock);
+    if (running->newHost && running->connected)
+        ForgetEarlierHost(running);
+    running->newHost = false;
     if (running->stopping || running->lineRequest == LineRequest::unplug)
         DisconnectLine(running);
     if (running->lineRequest == LineRequest::plug)
@@ -211,6 +223,8 @@ bool ConnectLine(RunningReader *running, std::string *error)
 {
     if (running->onTerminal && !OpenTerminal(&running->terminal, error))
         return false;
+    if (running->usb != nullptr && !PlugUsb(running->usb, error))
+        return false;
     running->terminalName = running->terminal.name;
     running->reader.baud = kDefaultBaud;
     Restart(&running->reader);
@@ -231,6 +245,8 @@ void DisconnectLine(RunningReader *running)
         RemoveLink(running->link, running->terminalName);
     CloseTerminal(&running->terminal);
     ForgetSwipes(running, "the line was closed before a card was swiped");
+    if (running->usb != nullptr)
+        UnplugUsb(running->usb);
     DropAnswers(running);
     running->stream = {};
     running->arrivals = {};

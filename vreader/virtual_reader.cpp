@@ -15,16 +15,21 @@ namespace
 
 void Release(RunningReader *running)
 {
+    CloseUsbLine(running->usb);
     for (const int descriptor : {running->wake, running->quitSignal})
         if (descriptor >= 0)
             close(descriptor);
     delete running;
 }
 
-RunningReader *Start(const ReaderOptions &options, SendBytes send, std::string *error)
+// Makes the line that an unstarted reader is on; false and an error text when it cannot.
+using MakeLine = std::function<bool(RunningReader *running, std::string *error)>;
+
+RunningReader *Start(const ReaderOptions &options, SendBytes send, const MakeLine &makeLine,
+                     std::string *error)
 {
     auto *running = new RunningReader;
-    running->onTerminal = !send;
+    running->onTerminal = !send && !makeLine;
     running->send = std::move(send);
     running->pace = options.pace && running->onTerminal;
     running->showTrace = options.trace;
@@ -38,7 +43,8 @@ RunningReader *Start(const ReaderOptions &options, SendBytes send, std::string *
     if (running->wake < 0 || running->quitSignal < 0)
         *error = std::string("no event descriptor: ") + std::strerror(errno);
     else if (LoadProfile(options.profile, options.profileText, &running->profile, &running->reader,
-                         error))
+                         error) &&
+             (!makeLine || makeLine(running, error)))
         ConnectLine(running, error);
     if (error->empty() && !options.controlSocket.empty())
         running->controlSocket = ServeControlSocket(running, options.controlSocket, error);
@@ -56,7 +62,7 @@ RunningReader *Start(const ReaderOptions &options, SendBytes send, std::string *
 
 RunningReader *StartReader(const ReaderOptions &options, std::string *error)
 {
-    return Start(options, nullptr, error);
+    return Start(options, nullptr, nullptr, error);
 }
 
 RunningReader *StartReaderOnLine(const ReaderOptions &options, SendBytes send, std::string *error)
@@ -66,7 +72,20 @@ RunningReader *StartReaderOnLine(const ReaderOptions &options, SendBytes send, s
         *error = "a reader on another line needs a way to send";
         return nullptr;
     }
-    return Start(options, std::move(send), error);
+    return Start(options, std::move(send), nullptr, error);
+}
+
+RunningReader *StartUsbReader(const ReaderOptions &options, const UsbOptions &usb,
+                              std::string *error)
+{
+    const auto makeLine = [&usb](RunningReader *running, std::string *problem)
+    { return MakeUsbLine(running, usb, problem); };
+    RunningReader *running = Start(options, nullptr, makeLine, error);
+    if (running == nullptr || !usb.attach || WaitForHost(running->usb, kHostPatience))
+        return running;
+    StopReader(running);
+    *error = "the kernel has not configured the reader";
+    return nullptr;
 }
 
 void GiveBytes(RunningReader *running, const uint8_t *bytes, size_t count)

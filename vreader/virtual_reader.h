@@ -36,6 +36,29 @@ using SendBytes = std::function<void(const uint8_t *bytes, size_t count)>;
 RunningReader *StartReaderOnLine(const ReaderOptions &options, SendBytes send, std::string *error);
 void GiveBytes(RunningReader *reader, const uint8_t *bytes, size_t count);
 
+// The same reader as a USB device. Exactly one of `attach`, `listen` and `connect` is given.
+struct UsbOptions
+{
+    uint16_t vendorId = 0x1BC3;
+    uint16_t productId = 0x0151;
+    std::string manufacturer = "Vantor"; // texts in UTF-8; an empty one is left out
+    std::string product = "Virtual reader";
+    std::string serialNumber = "VIRTUAL-01";
+    bool outEndpoint = true; // false: output reports come by SET_REPORT
+    bool attach = false;     // plug it into this machine's kernel (vhci-hcd, root)
+    std::string listen;      // "[ADDRESS:]PORT": serve "usbip attach" over TCP
+    // Gives the device's end of a USB/IP connection, each time the reader is plugged in; -1 and an
+    // error text.
+    std::function<int(std::string *error)> connect;
+};
+
+// With `attach` the reader is usable when this returns: the kernel has configured it.
+RunningReader *StartUsbReader(const ReaderOptions &options, const UsbOptions &usb,
+                              std::string *error);
+
+// The address a USB reader listens on, "127.0.0.1:3240"; empty for any other reader.
+std::string UsbAddress(const RunningReader *reader);
+
 // The terminal's device path, "/dev/pts/7"; empty for a reader on another line.
 std::string TerminalName(const RunningReader *reader);
 

@@ -209,7 +209,8 @@ TEST(Program, LinkReplacesAnOldLinkAndNothingElse)
     fs::create_symlink("/dev/pts/999999", link);
     {
         Program program({"--profile", ProfileFile(directory), "--link", link});
-        EXPECT_EQ(fs::read_symlink(link), program.Ready());
+        const std::string device = program.Ready(); // not before: then the link is made
+        EXPECT_EQ(fs::read_symlink(link), device);
     }
     fs::remove(link);
     WriteFile(link, "precious");
@@ -280,4 +281,37 @@ TEST(Program, WrongUseHasStatus2)
     const Ended help = RunToEnd({"--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_THAT(help.output, HasSubstr("vantor-reader --profile my-cards.json"));
+}
+
+TEST(ReaderProgramOnUsb, SaysWhereItListensAndEndsOnSigterm)
+{
+    Program program({"usb", "--listen", "0", "--vid", "0x1234", "--pid", "51966", "--profile",
+                     "empty", "--speak", "union"});
+    EXPECT_EQ(program.Line(), "ready USB 1234:cafe");
+    EXPECT_EQ(program.Line(), "reader       framing union, 9600 baud, profile empty");
+    EXPECT_THAT(program.Line(),
+                testing::MatchesRegex("USB/IP       usbip --tcp-port [0-9]+ attach --remote "
+                                      "127.0.0.1 --busid 1-1"));
+    kill(program.process, SIGTERM);
+    EXPECT_EQ(program.ExitStatus(), 0);
+}
+
+TEST(ReaderProgramOnUsb, WrongOptionsAreRefused)
+{
+    const std::vector<std::vector<std::string>> wrong = {
+        {"usb", "--attach", "--listen", "0"},
+        {"usb", "--listen", "0", "--pace"},
+        {"usb", "--listen", "0", "--link", "/tmp/x"},
+        {"usb", "--vid", "65536"},
+        {"usb", "--pid", "reader"}};
+    for (const std::vector<std::string> &words : wrong)
+    {
+        Program program(words);
+        program.Rest();
+        EXPECT_EQ(program.ExitStatus(), 2) << words[1];
+    }
+    Program program({"usb", "--listen", "nowhere"});
+    EXPECT_EQ(program.Line(), "vantor-reader: \"nowhere\" is no address to listen on; expected "
+                              "[ADDRESS:]PORT");
+    EXPECT_EQ(program.ExitStatus(), 1);
 }
