@@ -105,11 +105,13 @@ VANTOR_C_END
 /* Makes the name of a photo file. Always returns 0.
  *
  *   kind   what follows the base name: 0 nothing, 1 "_1", 2 "_2", 3 "_3"; any other leaves out
- * alone name   the base name; null counts as empty path   a file name that ends in .jpg, .bmp, .png
- * or .gif gives its directory, up to its last backslash, and the ending; any other is a directory,
- * and the ending is .bmp out    gets the name and a NUL: as many bytes as path and name have,
- * and 8. An empty text for a path that is null, empty or longer than 260 characters, and for a file
- * name without a backslash
+ *          alone
+ *   name   the base name; null counts as empty
+ *   path   a file name that ends in .jpg, .bmp, .png or .gif gives its directory, up to its last
+ *          backslash, and the ending; any other is a directory, and the ending is .bmp
+ *   out    gets the name and a NUL: as many bytes as path and name have, and 8. An empty text for a
+ *          path that is null, empty or longer than 260 characters, and for a file name without a
+ *          backslash
  *
  * The parts are always joined by a backslash: "C:\\photos\\x.jpg" with kind 1 and the name "110101"
  * gives "C:\\photos\\110101_1.jpg". */

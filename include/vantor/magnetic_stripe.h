@@ -32,9 +32,10 @@ VANTOR_API int BO_ResetMsr(void);
  *   mode             a mode not listed above reads nothing and judges all three buffers as they are
  *   trackNCapacity   the size of the buffer in bytes; 254 hold any track
  *   trackN           gets the text. Fill it with zero bytes before: a NUL is written behind tracks
- * 2 and 3 only while both are shorter than their room, behind track 1 never. Mode 23 holds track 3
- * to the room of track 2 trackNLength     gets the length of the text in bytes timeoutSeconds   how
- * long to wait for the swipe; 0: without limit; negative: -1007
+ *                    2 and 3 only while both are shorter than their room, behind track 1 never.
+ *                    Mode 23 holds track 3 to the room of track 2
+ *   trackNLength     gets the length of the text in bytes
+ *   timeoutSeconds   how long to wait for the swipe; 0: without limit; negative: -1007
  *
  * Buffer and length of the mode's own tracks must be there (of all three in mode 123 and in one not
  * listed), the others may be null.
@@ -51,10 +52,12 @@ VANTOR_API int BO_ReadMagCard(uint32_t reserved, uint32_t mode, uint32_t track1C
 
 /* Waits for a card to be swiped and writes track 2, track 3 or both.
  *
- *   track2, track3       NUL-terminated, 1 to 120 characters that IsTrackDataValue accepts. One
- * that is not like that is left out when the other one is; null leaves it out timeoutSeconds how
- * long to wait for the swipe; 0: without limit; negative: -1007 reserved..., the two lengths   not
- * used
+ *   track2, track3                 NUL-terminated, 1 to 120 characters that IsTrackDataValue
+ *                                  accepts. One that is not like that is left out when the other
+ *                                  one is; null leaves it out
+ *   timeoutSeconds                 how long to wait for the swipe; 0: without limit; negative:
+ *                                  -1007
+ *   reserved..., the two lengths   not used
  *
  * Returns 0; -1007 when there is no track to write; -2102 or -2103: track 2 or track 3 was not
  * written; -2104: the module gave an unknown status. */
@@ -66,9 +69,12 @@ VANTOR_API int BO_WriteMagCard(uint32_t reserved, int reserved2, int reserved3, 
  *
  *   reserved          not used
  *   mode              where to look: track 1, 2 or 3; with any other mode through all that were
- * read kind              the separator: 0 "=", 1 "'", 2 either cardNumber        gets the number
- * and a NUL, "6222020200112233": room for 256 bytes. On -2105 it gets the text that has no
- * separator cardNumberLength  gets its length timeoutSeconds    as for BO_ReadMagCard
+ *                     read
+ *   kind              the separator: 0 "=", 1 "'", 2 either
+ *   cardNumber        gets the number and a NUL, "6222020200112233": room for 256 bytes. On -2105
+ *                     it gets the text that has no separator
+ *   cardNumberLength  gets its length
+ *   timeoutSeconds    as for BO_ReadMagCard
  *
  * Returns 0; -2105 when there is no separator, or kind is another number; else what BO_ReadMagCard
  * returns, but for -2002 and -2003: a single missing track does not stop the search. */

@@ -39,7 +39,8 @@ VANTOR_C_BEGIN
  *   out              gets the card's identification as hexadecimal text, no NUL; a text that does
  *                    not fit is cut. With "Iccmd" 1 it begins with the reader's status, "0000"
  *   outLength        gets the number of characters; 0 on failure, -22 when outSize is 0 or out
- * null; left alone on cancel timeoutSeconds   how long to wait for a card; 0: without limit
+ *                    null; left alone on cancel
+ *   timeoutSeconds   how long to wait for a card; 0: without limit
  *
  * Attempts are 0.9 s apart. Returns 0; -5001 when no card came in time; -1006 when another thread
  * ended the wait; -1007 for a negative time-out. Any other failure ends the wait at once: with a
@@ -55,7 +56,7 @@ VANTOR_API int BO_M1Powerdown(void);
  *   keyType   0 key A, 1 key B
  *   key       at least 12 characters, "FFFFFFFFFFFF" for the key of a new card; characters that are
  *             no digits count as "0". A zero byte ends the key: of "A0A100A3A4A5" only A0 A1 is
- * sent
+ *             sent
  *
  * Checks, in this order: -5014 key too short (or null), -5011 sector, -5015 key type. */
 VANTOR_API int BO_M1Verify(int sector, int keyType, const char *key);

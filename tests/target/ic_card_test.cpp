@@ -1,44 +1,29 @@
 // The public calls over USB, as a host application makes them, in both settings of "devtype" and
 // with both command sets.
 #include <gmock/gmock.h>
-#include <set>
-#include <sstream>
 #include <thread>
 
-#include "support/host_library.h"
-#include "target/usb_reader.h"
+#include "target/usb_setting.h"
 
+using target::ConfigFor;
+using target::kSettings;
+using target::ModeIds;
+using target::Reports;
+using target::Setting;
+using target::SettingName;
 using target::SharedReader;
 using target::UsbReader;
 using testing_support::HostLibrary;
-using testing_support::ShippedConfig;
-using testing_support::WithSetting;
 
 namespace
 {
-
-struct Setting
-{
-    const char *name;
-    const char *devtype;
-    const char *iccmd;
-    const char *icModeId;  // of the IC command link
-    const char *rawModeId; // of the escape sequences
-};
-
-void PrintTo(const Setting &setting, std::ostream *out)
-{
-    *out << setting.name;
-}
 
 struct IcCards : testing::TestWithParam<Setting>
 {
     UsbReader &reader = SharedReader();
     HostLibrary library;
 
-    IcCards()
-        : library(WithSetting(WithSetting(ShippedConfig(), "devtype", GetParam().devtype), "Iccmd",
-                              GetParam().iccmd))
+    IcCards() : library(ConfigFor(GetParam()))
     {
         reader.Refresh();
         EXPECT_EQ(CALL(library, BO_Open)(0, 9600, 0), 0);
@@ -48,26 +33,6 @@ struct IcCards : testing::TestWithParam<Setting>
     {
         CALL(library, BO_Close)();
         EXPECT_EQ(reader.Driver(), "usbhid");
-    }
-
-    // The mode ids of the output reports so far.
-    std::set<std::string> ModeIds() const
-    {
-        std::istringstream words(reader.Control("usb reports"));
-        std::string word;
-        words >> word;
-        std::set<std::string> ids;
-        while (words >> word)
-            ids.insert(word.substr(0, 2));
-        return ids;
-    }
-
-    size_t ReportCount() const
-    {
-        std::istringstream words(reader.Control("usb reports"));
-        return static_cast<size_t>(std::distance(std::istream_iterator<std::string>(words),
-                                                 std::istream_iterator<std::string>())) -
-               1;
     }
 
     std::string PowerOn(int mode, int seconds = 5) const
@@ -101,8 +66,8 @@ TEST_P(IcCards, DeviceCalls)
     uint32_t length = 0;
     EXPECT_EQ(CALL(library, BO_GetDevInfo)(0, info, &length), 0);
     EXPECT_EQ(std::string(info, info + length), "Virtual reader V1.0");
-    EXPECT_EQ(ModeIds(), std::set<std::string>{GetParam().icModeId});
-    EXPECT_EQ(ReportCount(), 1u);
+    EXPECT_EQ(ModeIds(reader), std::set<std::string>{GetParam().icModeId});
+    EXPECT_EQ(Reports(reader).size(), 1u);
 
     const std::string serial = "USB-4711";
     EXPECT_EQ(CALL(library, BO_SetDevSn)(reinterpret_cast<const unsigned char *>(serial.data()),
@@ -114,22 +79,22 @@ TEST_P(IcCards, DeviceCalls)
     EXPECT_EQ(std::string(text, strnlen(text, textLength)), serial);
 
     EXPECT_EQ(CALL(library, BO_Beep)(10, 1, 1), GetParam().iccmd[0] == '1' ? 0 : -1008);
-    EXPECT_EQ(ModeIds(), std::set<std::string>{GetParam().icModeId});
+    EXPECT_EQ(ModeIds(reader), std::set<std::string>{GetParam().icModeId});
 }
 
 TEST_P(IcCards, EscapeSequencesGoUnderTheModeIdOfTheRawLink)
 {
     EXPECT_EQ(CALL(library, BO_ChangeMode)(1), 0);
-    EXPECT_EQ(ModeIds(), std::set<std::string>{GetParam().rawModeId});
+    EXPECT_EQ(ModeIds(reader), std::set<std::string>{GetParam().rawModeId});
     EXPECT_THAT(reader.Control("info"), testing::HasSubstr("\"mode\":\"I\""));
     reader.Control("usb clear");
     EXPECT_EQ(CALL(library, BO_SetBpPort)('3'), 0);
     EXPECT_EQ(CALL(library, BO_Reset)(), 0);
-    EXPECT_EQ(ModeIds(), std::set<std::string>{GetParam().rawModeId});
+    EXPECT_EQ(ModeIds(reader), std::set<std::string>{GetParam().rawModeId});
     unsigned char info[256];
     uint32_t length = 0;
     EXPECT_EQ(CALL(library, BO_GetDevInfo)(0, info, &length), 0); // and back again
-    EXPECT_EQ(ModeIds(), (std::set<std::string>{GetParam().rawModeId, GetParam().icModeId}));
+    EXPECT_EQ(ModeIds(reader), (std::set<std::string>{GetParam().rawModeId, GetParam().icModeId}));
 }
 
 TEST_P(IcCards, ContactCard)
@@ -140,7 +105,7 @@ TEST_P(IcCards, ContactCard)
     EXPECT_EQ(PowerOn(0), "3B68000056414E544F523031 0");
     EXPECT_EQ(Apdu(0, "00A404000E315041592E5359532E4444463031").substr(0, 2), "6F");
     EXPECT_EQ(CALL(library, BO_IcPowerOff)(0), 0);
-    EXPECT_EQ(ModeIds(), std::set<std::string>{GetParam().icModeId});
+    EXPECT_EQ(ModeIds(reader), std::set<std::string>{GetParam().icModeId});
 }
 
 TEST_P(IcCards, ContactlessCard)
@@ -159,7 +124,7 @@ TEST_P(IcCards, CardInformationAndLogs)
     EXPECT_EQ(CALL(library, BO_ICGetDetail)(0, 0, detail, 5), 0);
     EXPECT_EQ(std::string(detail).size(), 5u + 3 * 106);
     EXPECT_THAT(detail, testing::StartsWith("03106P012"));
-    EXPECT_EQ(ModeIds(), std::set<std::string>{GetParam().icModeId});
+    EXPECT_EQ(ModeIds(reader), std::set<std::string>{GetParam().icModeId});
 }
 
 TEST_P(IcCards, AWaitForACardIsEndedByAnotherThread)
@@ -194,13 +159,7 @@ TEST_P(IcCards, AnswersThatAreLateLongOrMissing)
     // More than one report each way: a long command.
     const std::string command = "00A40400" + std::string("64") + std::string(200, '0');
     EXPECT_NE(Apdu(0, command), "");
-    EXPECT_GE(ReportCount(), 3u);
+    EXPECT_GE(Reports(reader).size(), 3u);
 }
 
-INSTANTIATE_TEST_SUITE_P(, IcCards,
-                         testing::Values(Setting{"ModeIdsKrel", "0", "0", "02", "01"},
-                                         Setting{"ModeIdsUnion", "0", "1", "02", "01"},
-                                         Setting{"NoModeIdsKrel", "1", "0", "00", "00"},
-                                         Setting{"NoModeIdsUnion", "1", "1", "00", "00"}),
-                         [](const testing::TestParamInfo<Setting> &setting)
-                         { return setting.param.name; });
+INSTANTIATE_TEST_SUITE_P(, IcCards, testing::ValuesIn(kSettings), SettingName);

@@ -8,7 +8,9 @@
 //     30 block         read: 16 bytes
 //     A0 block data    write
 //     C0, C1, C2       decrement, increment, restore: block and four bytes, into the transfer
-//     buffer B0 block         transfer: the buffer into a block 50 00            halt
+//                      buffer
+//     B0 block         transfer: the buffer into a block
+//     50 00            halt
 // A card that refuses something is halted and says nothing more until it is activated again.
 #pragma once
 
