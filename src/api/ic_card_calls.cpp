@@ -118,6 +118,7 @@ int BO_IcAPDU(int mode, const char *apduHex, int apduHexLength, int /*reserved*/
     int result = first(&context, apdu, apduLength, whole, &wholeLength, kApduTimeoutMs);
     if (automatic && result != 0)
         result = second(&context, apdu, apduLength, whole, &wholeLength, kApduTimeoutMs);
+    explicit_bzero(apdu, sizeof apdu); // it may have held a PIN
     if (result != 0)
         GLogE("IcApdu Error!\r\n");
 

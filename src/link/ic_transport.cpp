@@ -144,6 +144,7 @@ int Exchange(const Framing &framing, DEVCONTEXT *deviceContext, const unsigned c
         WireMessage received;
         SendAndReceive(deviceContext, sent, &received, timeoutMs);
         result = TakePayload(framing, received, response, responseCapacity);
+        explicit_bzero(sent.bytes, static_cast<size_t>(sent.length)); // it may have held a key
     }
     COMM_Close(deviceContext);
     return result;
@@ -167,6 +168,7 @@ int KrelIc_MakeCmdPackage(const unsigned char *command, int commandLength, unsig
     frame[commandLength + 2] = GCalXor(frame, static_cast<uint64_t>(commandLength + 2));
     const int characters =
         GByte2Hex(frame, frameLength, reinterpret_cast<char *>(out), outCapacity);
+    explicit_bzero(frame, static_cast<size_t>(frameLength));
     out[characters] = kEnd;
     return characters + 1;
 }
@@ -191,6 +193,7 @@ int Union_MakeCmdPackage(const unsigned char *command, int commandLength, unsign
         out[1 + 2 * i] = static_cast<unsigned char>(0x30 + (frame[i] >> 4));
         out[2 + 2 * i] = static_cast<unsigned char>(0x30 + (frame[i] & 0x0F));
     }
+    explicit_bzero(frame, static_cast<size_t>(frameLength));
     out[1 + 2 * frameLength] = kEnd;
     return 2 * frameLength + 2;
 }

@@ -9,6 +9,7 @@
 namespace
 {
 
+constexpr int kInformationLevel = 2;
 constexpr uint32_t kApduTimeoutMs = 3000;
 constexpr int kMostFollowUps = 32; // a card may answer 61xx for ever
 
@@ -28,6 +29,8 @@ int Exchange(DEVCONTEXT *deviceContext, int cardType, const uint8_t *command, in
 
 void LogInHex(bool command, const uint8_t *bytes, int length)
 {
+    if (g_nGDbgLevel < kInformationLevel)
+        return;
     char text[2048 + 1] = {}; // a NUL stays behind the longest text
     GByte2Hex(bytes, length, text, sizeof text - 1);
     if (command)

@@ -331,6 +331,7 @@ int hid_write_modeid(hid_device *device, const unsigned char *data, int length,
         memcpy(report + kReportHeader, data, static_cast<size_t>(count));
     // Deliberately not judged: a reader that does not take reports shows when its answer is read.
     (void)hid_write(device, report, sizeof report);
+    explicit_bzero(report, sizeof report); // it may have held a key
     return count;
 }
 

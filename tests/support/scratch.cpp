@@ -1,10 +1,13 @@
 #include "support/scratch.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+
+#include "support/log_secrets.h"
 
 namespace testing_support
 {
@@ -17,8 +20,15 @@ Scratch::Scratch()
     path = pattern;
 }
 
+// Every log of a test ends here, so here all of them are searched.
 Scratch::~Scratch()
 {
+    const std::string secret = LineWithSecretBelow(path);
+    if (!secret.empty())
+    {
+        std::fprintf(stderr, "a secret in a log: %s\n", secret.c_str());
+        std::abort();
+    }
     std::error_code ignored;
     std::filesystem::remove_all(path, ignored);
 }

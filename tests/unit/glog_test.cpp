@@ -238,7 +238,7 @@ TEST_F(GLogTest, LinesOfThreadsKeepTheirPieces)
             []
             {
                 for (int line = 0; line < 25; line++)
-                    GLogE("%s\r\n", "0123456789");
+                    GLogE("%s\r\n", "ABCDEFGHIJ");
             });
     for (std::thread &thread : threads)
         thread.join();
@@ -252,7 +252,7 @@ TEST_F(GLogTest, LinesOfThreadsKeepTheirPieces)
     std::string texts = std::regex_replace(log, prefix, "");
     std::string expected;
     for (int line = 0; line < 100; line++)
-        expected += "0123456789\r\n";
+        expected += "ABCDEFGHIJ\r\n";
     EXPECT_EQ(expected, texts);
 }
 
