@@ -15,9 +15,8 @@ namespace
 {
 
 constexpr int kBadParameter = -1007;
-constexpr int kMostRecords = 255; // their number is one byte
-constexpr int kLongestRecordText = 106;
 constexpr int kMerchantLength = 20;
+constexpr int kUsualHead = 5; // of the answer: two digits of count, three of length
 
 using AppendField = char *(*)(char *out, char letter, const uint8_t *bytes, int count);
 
@@ -105,10 +104,11 @@ constexpr LogLayout kLoadLog = {{{0xDF, 0x4D}, 2},
 
 const FlowStep kSteps[] = {kSelectPse, kGetAid, kSelectAid};
 
+// Of all records, in the caller's room.
 struct RecordTexts
 {
-    char characters[kMostRecords * kLongestRecordText + 1]; // ends in a NUL
-    int length;                                             // a merchant name may hold 00 bytes
+    char *characters; // end in a NUL
+    int length;       // a merchant name may hold 00 bytes
     int count;
 };
 
@@ -147,8 +147,10 @@ void WriteAnswer(const LogLayout &layout, const RecordTexts &texts, char *detail
         GLogI("iDetailLen = %d\r\n", recordLength);
         GLogI("szTxData = %s\r\n", texts.characters);
     }
-    const int head = sprintf(detail, "%02d%03d", texts.count, recordLength);
-    memcpy(detail + head, texts.characters, static_cast<size_t>(texts.length) + 1);
+    char head[16];
+    const int headLength = snprintf(head, sizeof head, "%02d%03d", texts.count, recordLength);
+    memmove(detail + headLength, texts.characters, static_cast<size_t>(texts.length) + 1);
+    memcpy(detail, head, static_cast<size_t>(headLength));
 }
 
 int ReadLog(const CardSession &card, const LogLayout &layout, char *detail)
@@ -159,7 +161,7 @@ int ReadLog(const CardSession &card, const LogLayout &layout, char *detail)
         return Fail(layout.missing, layout.missingCode);
     GLogI("szRecord = %s\r\n", ToHexText(entry, entryLength).characters);
 
-    RecordTexts texts{};
+    RecordTexts texts = {detail + kUsualHead, 0, 0};
     ReadRecords(card, layout, entry[0], entry[1], &texts);
     WriteAnswer(layout, texts, detail);
     return 0;

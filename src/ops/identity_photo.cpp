@@ -3,8 +3,10 @@
 #include "vantor/identity_operations.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <memory>
 
 #include "vantor/support.h"
 
@@ -36,6 +38,13 @@ struct Decoded
 struct BmpFile
 {
     unsigned char bytes[kFileSize];
+};
+
+// Too large for the stacks that hosts give their threads.
+struct Picture
+{
+    Decoded decoded;
+    BmpFile file;
 };
 
 void StoreWord(unsigned char *bytes, unsigned value)
@@ -102,11 +111,13 @@ int ID_GetBmpFile(const unsigned char *photo, const char *path)
 {
     if (photo == nullptr || path == nullptr)
         return kNoPicture;
-    Decoded decoded = {};
-    const int result = Decode(photo, &decoded);
+    const std::unique_ptr<Picture, decltype(&free)> picture(
+        static_cast<Picture *>(calloc(1, sizeof(Picture))), free);
+    if (picture == nullptr)
+        return kNoPicture;
+    const int result = Decode(photo, &picture->decoded);
     if (result != 0)
         return result;
-    BmpFile file;
-    MakeBmp(decoded, &file);
-    return WriteBmp(file, path);
+    MakeBmp(picture->decoded, &picture->file);
+    return WriteBmp(picture->file, path);
 }

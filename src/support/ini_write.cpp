@@ -56,7 +56,7 @@ bool FindEntry(int file, const IniQuery &query, Replacement *replacement)
 // Copies the bytes from begin to end, or to the end of the file when that comes first.
 bool CopyRange(int from, off_t begin, off_t end, int to)
 {
-    char piece[16384];
+    char piece[4096];
     while (begin < end)
     {
         const off_t left = end - begin;
