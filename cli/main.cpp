@@ -3,7 +3,9 @@
 #include <CLI/CLI.hpp>
 
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
+#include <sys/random.h>
 
 #include "arguments.h"
 #include "commands.h"
@@ -379,5 +381,9 @@ int main(int count, char **words)
     // Who reads the output may leave early (| head): the card is powered off and the port closed
     // all the same.
     std::signal(SIGPIPE, SIG_IGN);
+    // The library draws the unpredictable number from rand() and leaves the seed to the host.
+    unsigned seed = 0;
+    if (getrandom(&seed, sizeof seed, 0) == static_cast<ssize_t>(sizeof seed))
+        std::srand(seed);
     return tool::Run(count, words);
 }

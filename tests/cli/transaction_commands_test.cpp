@@ -3,6 +3,7 @@
 #include <csignal>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sys/stat.h>
 
 #include "support/host_library.h"
@@ -333,6 +334,20 @@ TEST(ToolIcTransaction, MaskHidesTheCardNumberEverywhere)
 }
 
 // ---- ic arqc, ic complete ----
+
+// The library leaves the seed to the host: without one every process would begin with the same.
+TEST(ToolIcArqc, TheUnpredictableNumberIsAnotherOneInEachProcess)
+{
+    const Desk desk;
+    std::set<std::string> numbers;
+    for (int i = 0; i < 3; i++)
+    {
+        const json arqc = Parsed(desk.Run({"--json", "ic", "arqc", "--amount", "12.34"}));
+        const std::string request = arqc.at("result").at("arqc");
+        numbers.insert(request.substr(request.find("9F3704") + 6, 8));
+    }
+    EXPECT_EQ(numbers.size(), 3u);
+}
 
 TEST(ToolIcArqc, PowersTheCardOffUnlessItIsSaved)
 {
