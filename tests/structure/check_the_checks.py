@@ -8,6 +8,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).parent))
 import check_config  # noqa: E402
 import check_exports  # noqa: E402
 import check_layers  # noqa: E402
+import check_manual  # noqa: E402
 
 
 def layer_problems(files):
@@ -19,7 +20,44 @@ def layer_problems(files):
         return check_layers.problems_in(root)[0]
 
 
+HELP = {"": {"options": {"--port": "PORT"}, "arguments": [], "commands": ["m1", "error"]},
+        "m1": {"options": {}, "arguments": [], "commands": ["read"]},
+        "m1 read": {"options": {"--key": "HEX", "--all": ""}, "arguments": ["BLOCK"],
+                    "commands": []},
+        "error": {"options": {}, "arguments": ["CODE"], "commands": []}}
+PAGE = """.Sh GENERAL OPTIONS
+.It Fl -port Ar PORT
+.Sh COMMANDS
+.It Cm m1 read Ar BLOCK
+Reads.
+.Op Fl -key Ar HEX
+.Op Fl -all .
+.It Cm error Ar CODE
+.Sh COMMAND OPTIONS
+.It Fl -all , Fl -key Ar HEX
+"""
+
+
+def page_problems(page):
+    return check_manual.problems_in(HELP, *check_manual.read_page(page))
+
+
 def main():
+    assert not page_problems(PAGE), page_problems(PAGE)
+    for text, other in ((".It Fl -port Ar PORT\n", ""), (".Op Fl -all .\n", ""),
+                        (".It Cm error Ar CODE\n", ""), ("error Ar CODE", "error"),
+                        (".Op Fl -key Ar HEX", ".Op Fl -key Ar FILE"),
+                        (".Op Fl -all", ".Op Fl -new\n.Op Fl -all"),
+                        (".It Fl -all , Fl -key", ".It Fl -key"),
+                        ("-port Ar PORT", "-port Ar NAME"), ("error Ar CODE", "errors Ar CODE")):
+        assert text in PAGE and page_problems(PAGE.replace(text, other)), text
+    assert check_manual.options_in_help(
+        "Options:\n  -h,--help    Print\n  --port PORT (Env:P)\n          where\n"
+        "  --speak krel|union:{krel,union} Excludes: --x\n  --trace Excludes: --quiet\n"
+        "  --no-out{false}   none\n  --size SIZE  1K\n  --all         every one\n") == {
+            "--port": "PORT", "--speak": "krelunion", "--trace": "", "--no-out": "",
+            "--size": "SIZE", "--all": ""}
+
     for what, files in (
             ("an include upward", {"src/link/a.cpp": '#include "ops/b.h"\n'}),
             ("a public header of a floor above", {"src/ops/a.cpp": "#include <vantor/pboc.h>\n"}),
