@@ -13,6 +13,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/random.h>
 #include <time.h>
 #include <vantor.h>
 
@@ -42,20 +43,23 @@ static int OpenReader(const char *port)
     return BO_Open(kSerialPort, 9600, '0');
 }
 
-/* The transaction text: amount, currency, date, type, time. Both halves get the same one. */
+/* The transaction text: amount, currency, date, type, time, unpredictable number. Both halves get
+ * the same one. Without field K the library draws the number with rand(), which it does not seed:
+ * it would be the same one in every process. */
 static int MakeText(const char *amount, char *text, size_t size)
 {
     static const char kDigits[] = "0123456789";
     const size_t yuan = strspn(amount, kDigits);
     const time_t now = time(NULL);
+    unsigned int number = 0;
     struct tm at;
     if (yuan < 1 || yuan > 10 || amount[yuan] != '.' || strspn(amount + yuan + 1, kDigits) != 2 ||
-        amount[yuan + 3] != '\0')
+        amount[yuan + 3] != '\0' || getrandom(&number, sizeof number, 0) != sizeof number)
         return 0;
     localtime_r(&now, &at);
-    snprintf(text, size, "P012%010llu%sR0040156S006%02d%02d%02dT00200U006%02d%02d%02d",
+    snprintf(text, size, "P012%010llu%sR0040156S006%02d%02d%02dT00200U006%02d%02d%02dK008%08X",
              strtoull(amount, NULL, 10), amount + yuan + 1, at.tm_year % 100, at.tm_mon + 1,
-             at.tm_mday, at.tm_hour, at.tm_min, at.tm_sec);
+             at.tm_mday, at.tm_hour, at.tm_min, at.tm_sec, number);
     return 1;
 }
 

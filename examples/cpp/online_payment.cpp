@@ -12,6 +12,7 @@
 #include <cstring>
 #include <ctime>
 #include <iostream>
+#include <random>
 #include <string>
 #include <vantor.h>
 #include <vector>
@@ -19,7 +20,9 @@
 static const int kBaud = 9600;
 static const int kWaitSeconds = 10;
 
-// "P012000000001234R0040156S006261121T00200U006154239", empty for an amount that is none.
+// "P012000000001234R0040156S006261121T00200U006154239K0081A2B3C4D", empty for an amount that is
+// none. Without field K the library draws the unpredictable number with rand(), which it does not
+// seed: it would be the same one in every process.
 static std::string TransactionText(const std::string &amount)
 {
     const size_t yuan = amount.find_first_not_of("0123456789");
@@ -30,9 +33,9 @@ static std::string TransactionText(const std::string &amount)
     const std::time_t now = std::time(nullptr);
     const std::tm *at = std::localtime(&now);
     char moment[64];
-    std::snprintf(moment, sizeof moment, "R0040156S006%02d%02d%02dT00200U006%02d%02d%02d",
+    std::snprintf(moment, sizeof moment, "R0040156S006%02d%02d%02dT00200U006%02d%02d%02dK008%08X",
                   at->tm_year % 100, at->tm_mon + 1, at->tm_mday, at->tm_hour, at->tm_min,
-                  at->tm_sec);
+                  at->tm_sec, std::random_device()());
     return "P012" + std::string(10 - yuan, '0') + amount.substr(0, yuan) + amount.substr(yuan + 1) +
            moment;
 }

@@ -9,6 +9,7 @@ issuer, and prints the answer. In a host of yours the network stands in its plac
 import ctypes
 import datetime
 import re
+import secrets
 import subprocess
 import sys
 
@@ -25,6 +26,12 @@ def transaction_text(amount):
     now = datetime.datetime.now()
     return (f"P012{amount.replace('.', ''):0>12}R0040156S006{now:%y%m%d}T00200"
             f"U006{now:%H%M%S}").encode()
+
+
+def seed():
+    """The library draws the card's unpredictable number with rand() and does not seed it: without
+    this it is the same in every process."""
+    ctypes.CDLL(None).srand(ctypes.c_uint(secrets.randbits(32)))
 
 
 def read_card():
@@ -70,6 +77,7 @@ def main():
     if len(sys.argv) != 4:
         sys.exit("usage: online_payment.py USB|DEVICE YUAN.CENTS ISSUER")
     try:
+        seed()
         with libvantor.Reader(sys.argv[1]):
             pay(sys.argv[2], sys.argv[3])
     except libvantor.Failure as failure:

@@ -11,6 +11,7 @@ namespace fs = std::filesystem;
 using testing::ContainsRegex;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 static const std::string kIssuer = VANTOR_BIN_DIR "/vantor-issuer";
@@ -61,6 +62,8 @@ TEST(ExampleInC, PaysOnline)
     EXPECT_THAT(result.out, HasSubstr("9F3602002B"));
     EXPECT_THAT(result.out, HasSubstr("9C01009F02060000000012345F2A02015682027C00"));
     EXPECT_THAT(result.out, HasSubstr("5A0A6200001234567890128F5F340101\n"));
+    EXPECT_THAT(result.out, ContainsRegex("9F3704[0-9A-F]{8}9F36"));
+    EXPECT_THAT(result.out, Not(HasSubstr("9F370467C66973"))) << "rand() as it begins";
     EXPECT_THAT(result.out, ContainsRegex("\nthe issuer answers: 910A[0-9A-F]{16}3030\n"));
     EXPECT_THAT(result.out,
                 ContainsRegex("\napproved, the card's certificate is 40002B[0-9A-F]{16}0701"));
@@ -185,6 +188,8 @@ TEST(ExampleInCpp, PaysOnlineWithTheTerminalCalls)
     const ExampleRoom room("online");
     const ChildResult result = room.Run({"cpp/online_payment", room.port, "12.34", kIssuer});
     EXPECT_THAT(result.out, HasSubstr("9F02060000000012345F2A02015682027C00"));
+    EXPECT_THAT(result.out, ContainsRegex("9F3704[0-9A-F]{8}9F36"));
+    EXPECT_THAT(result.out, Not(HasSubstr("9F370467C66973"))) << "rand() as it begins";
     EXPECT_THAT(result.out, ContainsRegex("\nthe issuer answers: 910A[0-9A-F]{16}3030\n"));
     EXPECT_THAT(result.out,
                 ContainsRegex("\napproved, the card's certificate is 40002B[0-9A-F]{16}0701"));

@@ -6,6 +6,7 @@
 
 using testing::ContainsRegex;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 static const std::string kIssuer = VANTOR_BIN_DIR "/vantor-issuer";
@@ -53,6 +54,8 @@ TEST(ExampleInPython, PaysOnline)
     EXPECT_THAT(result.out, ContainsRegex("^for the issuer: 9F2608[0-9A-F]{16}9F270180"));
     EXPECT_THAT(result.out, HasSubstr("9F3602002C"));
     EXPECT_THAT(result.out, HasSubstr("9C01009F02060000000012345F2A02015682027C00"));
+    EXPECT_THAT(result.out, ContainsRegex("9F3704[0-9A-F]{8}9F36"));
+    EXPECT_THAT(result.out, Not(HasSubstr("9F370467C66973"))) << "rand() as it begins";
     EXPECT_THAT(result.out, ContainsRegex("\nthe issuer answers: 910A[0-9A-F]{16}3030\n"));
     EXPECT_THAT(result.out,
                 ContainsRegex("\napproved, the card's certificate is 40002C[0-9A-F]{16}0701"));
