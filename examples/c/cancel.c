@@ -1,6 +1,6 @@
 /* Waits for a card without a time limit; Ctrl-C ends the wait, and the port is closed as it should.
  *
- *     cc -std=c11 -pthread cancel.c -lvantor -o cancel
+ *     cc -std=c11 -pthread cancel.c $(pkg-config --cflags --libs vantor) -o cancel
  *     ./cancel USB
  */
 #define _POSIX_C_SOURCE 200809L /* sigwait, nanosleep */

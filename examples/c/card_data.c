@@ -1,6 +1,6 @@
 /* Reads a bank card's number and its transaction log.
  *
- *     cc -std=c11 card_data.c -lvantor -o card_data
+ *     cc -std=c11 card_data.c $(pkg-config --cflags --libs vantor) -o card_data
  *     ./card_data USB              the reader on USB
  *     ./card_data /dev/ttyS0       a reader on a serial line; a virtual one: /dev/pts/7
  */

@@ -1,6 +1,6 @@
 /* Reads an identity card: its fields in UTF-8, and its photo as a BMP file.
  *
- *     cc -std=c11 identity_card.c -lvantor -o identity_card
+ *     cc -std=c11 identity_card.c $(pkg-config --cflags --libs vantor) -o identity_card
  *     ./identity_card USB head.bmp
  *
  * The photo needs the site's decoder, libwlt.so, in the working directory.

@@ -1,7 +1,7 @@
 /* An online payment with a contact card: the card's request cryptogram (ARQC) goes to the issuer,
  * its answer goes back to the card, which then gives its certificate (TC) or declines (AAC).
  *
- *     cc -std=c11 online_payment.c -lvantor -o online_payment
+ *     cc -std=c11 online_payment.c $(pkg-config --cflags --libs vantor) -o online_payment
  *     vantor-reader --profile online                  says: ready pts/7 /dev/pts/7
  *     ./online_payment /dev/pts/7 12.34 vantor-issuer
  *

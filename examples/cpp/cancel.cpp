@@ -1,6 +1,6 @@
 // Waits for a card to be swiped; Enter ends the wait.
 //
-//     c++ -std=c++17 -pthread cancel.cpp -lvantor -o cancel
+//     c++ -std=c++17 -pthread cancel.cpp $(pkg-config --cflags --libs vantor) -o cancel
 //     ./cancel USB
 #include <atomic>
 #include <cstdlib>

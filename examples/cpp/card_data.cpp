@@ -1,9 +1,9 @@
 // Reads a bank card's number and its transaction log, with the library loaded at run time: a host
 // that can do without a reader starts where there is no library too.
 //
-//     c++ -std=c++17 card_data.cpp -o card_data
-//     ./card_data libvantor.so USB
-//     ./card_data /opt/vantor/libvantor.so /dev/ttyS0
+//     c++ -std=c++17 card_data.cpp $(pkg-config --cflags vantor) -o card_data
+//     ./card_data /opt/vantor/libvantor.so USB
+//     ./card_data build/lib/libvantor.so /dev/pts/7
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>

@@ -1,6 +1,6 @@
 // Reads an identity card and its photo with the terminal-standard call.
 //
-//     c++ -std=c++17 identity_card.cpp -lvantor -o identity_card
+//     c++ -std=c++17 identity_card.cpp $(pkg-config --cflags --libs vantor) -o identity_card
 //     ./identity_card USB head.bmp
 //     ./identity_card pts/7 head.bmp                    a device below /dev
 //

@@ -1,7 +1,7 @@
 // An online payment with the terminal-standard calls. Each of them opens the reader and closes it
 // again; the card stays powered in between.
 //
-//     c++ -std=c++17 online_payment.cpp -lvantor -o online_payment
+//     c++ -std=c++17 online_payment.cpp $(pkg-config --cflags --libs vantor) -o online_payment
 //     ./online_payment USB 12.34 vantor-issuer
 //     ./online_payment pts/7 12.34 vantor-issuer        a device below /dev
 //
