@@ -145,7 +145,7 @@ def main():
             found = problems_in(read_help(str(arguments.programs / page.stem)),
                                 *read_page(page.read_text()))
             problems += [f"{page.name}: {problem}" for problem in found]
-    for program in arguments.programs.iterdir():
+    for program in arguments.programs.glob("vantor*"):
         if not (arguments.pages / (program.name + ".1")).exists():
             problems.append(f"{program.name} has no man page")
     problems += headers_missing((arguments.pages / "libvantor.7").read_text(), arguments.include)
