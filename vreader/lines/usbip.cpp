@@ -182,7 +182,8 @@ void QueueReport(UsbLine *line, InputReport report)
         ++line->counts.lost;
 }
 
-// Puts a report into the queue, with what is due to go wrong. True when the plug is to be pulled.
+} // namespace
+
 bool QueueWithFaults(UsbLine *line, Bytes data)
 {
     const std::vector<UsbFault> due = TakeDueUsbFaults(&line->inFaults);
@@ -216,8 +217,6 @@ bool QueueWithFaults(UsbLine *line, Bytes data)
     QueueReport(line, std::move(report));
     return false;
 }
-
-} // namespace
 
 UsbLine *OpenUsbLine(const UsbIdentity &identity, UsbConnect connect, const std::string &listen,
                      UsbEvents events, std::string *error)

@@ -121,6 +121,10 @@ struct UsbNews
     std::vector<std::string> remarks;
 };
 
+// usbip.cpp: puts an input report into the queue, with what is due to go wrong. True when the plug is
+// to be pulled.
+bool QueueWithFaults(UsbLine *line, Bytes data);
+
 // usbip_requests.cpp: takes whole messages from the input. False when the connection is at its end.
 bool ServeRequests(UsbLine *line, UsbNews *news);
 void AnswerPendingReads(UsbLine *line);

@@ -35,9 +35,7 @@ void TakeReport(UsbLine *line, const Bytes &report, UsbNews *news)
     ++line->counts.out;
     if (line->echoes)
     {
-        InputReport echo;
-        echo.data = report;
-        line->reports.push_back(std::move(echo));
+        news->unplug |= QueueWithFaults(line, report);
         return;
     }
     if (report.size() != kReportSize || report[1] > kReportPayload)
