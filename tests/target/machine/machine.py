@@ -170,7 +170,7 @@ def write_archive(options, programs, path):
     for module in sorted((pathlib.Path(options.machine) / "modules").iterdir()):
         archive.add(f"modules/{module.name}", module.read_bytes())
     # The programs find their files where they were built: the same paths lead to them here.
-    files = [build / "bin/vantor-reader", build / "bin/vantor", build / "lib/libvantor.so"]
+    files = [build / "bin/vantor-reader", build / "lib/libvantor.so"]
     files += [build / "tests" / program.name for program in programs]
     libraries = {}
     for file in files:
