@@ -1,6 +1,6 @@
 # How what is shipped is built: src/, cli/, vreader/ and companions/ include this. What the linker
 # and the compiler made of it is checked on the built files, tests/structure/check_hardening.py.
-if(VANTOR_SANITIZE OR VANTOR_COVERAGE OR VANTOR_FUZZ)
+if(VANTOR_SANITIZE OR VANTOR_FUZZ)
     return() # their own checks take the place of these
 endif()
 
