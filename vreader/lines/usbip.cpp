@@ -15,7 +15,7 @@ namespace vreader
 namespace
 {
 
-constexpr size_t kReadAtOnce = 65536;
+constexpr size_t kReadAtOnce = 8192;
 
 void Kick(const UsbLine *line)
 {
