@@ -26,7 +26,7 @@ bool ReadWhole(const char *path, std::vector<uint8_t> *bytes)
     const std::unique_ptr<FILE, CloseFile> file(std::fopen(path, "rbe"));
     if (!file)
         return false;
-    uint8_t block[65536];
+    uint8_t block[8192];
     size_t count;
     while (bytes->size() <= kLargestFile &&
            (count = std::fread(block, 1, sizeof block, file.get())) > 0)
