@@ -26,7 +26,7 @@ constexpr unsigned short kVendor = 0x1BC3;
 constexpr unsigned short kProduct = 0x0151;
 constexpr int kRounds = 5;
 constexpr int kExchanges = 300; // of a round
-constexpr int kWaitMs = 4000;   // of a round
+constexpr int kWaitMs = 20000;  // of a round
 constexpr size_t kReport = 64;
 
 using Report = std::array<unsigned char, kReport>;

@@ -19,9 +19,10 @@ X86_64, AARCH64 = 62, 183
 LANDING_PADS = {X86_64: [bytes.fromhex("f30f1efa")],  # endbr64
                 AARCH64: [bytes.fromhex("5f2403d5"),  # bti c
                           bytes.fromhex("3f2303d5")]}  # paciasp
-# How a frame of more than a page touches each of its pages.
+# How a frame of more than a page touches each of its pages. On arm64 the guard below a stack has 64
+# KiB, so that no frame here is large enough for it.
 STACK_PROBES = {X86_64: bytes.fromhex("48830c2400"),  # orq $0, (%rsp)
-                AARCH64: bytes.fromhex("ff0302f9")}  # str xzr, [sp, #1024]
+                AARCH64: b""}
 
 
 class Elf:

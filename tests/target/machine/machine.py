@@ -182,7 +182,8 @@ def write_archive(options, programs, path):
     for name, library in sorted(libraries.items()):
         archive.add(f"lib/aarch64-linux-gnu/{name}", library.read_bytes(), 0o755)
     archive.add(str(build / "lib/config.ini"), (source / "config/config.ini").read_bytes())
-    archive.add(str(source / "config/config.ini"), (source / "config/config.ini").read_bytes())
+    for name in ("config/config.ini", "src/ops/citizenship_table.txt"):
+        archive.add(str(source / name), (source / name).read_bytes())
     for directory in ("tests/data", "vreader/profiles"):
         for file in sorted((source / directory).rglob("*")):
             if file.is_file():
@@ -190,6 +191,7 @@ def write_archive(options, programs, path):
     # Chinese texts: the C library loads a conversion when it is asked for.
     conversions = pathlib.Path(LIBRARY_DIRECTORIES[0]) / "gconv"
     for file in (conversions / "gconv-modules", conversions / "GB18030.so",
+                 conversions / "UNICODE.so", conversions / "UTF-16.so",
                  *sorted((conversions / "gconv-modules.d").glob("*.conf"))):
         archive.add(str(file), file.read_bytes())
     archive.add("programs", "".join(program.line(build) for program in programs).encode())
@@ -238,8 +240,7 @@ def boot(options, initrd):
             file.write(line)
             file.flush()
     limit.cancel()
-    process.wait()
-    return "".join(lines)
+    return "".join(lines), process.wait()
 
 
 def split(console):
@@ -265,7 +266,11 @@ def run(options):
         write_archive(options, programs, initrd.name)
         archived = time.monotonic()
         size = os.path.getsize(initrd.name)
-        console = boot(options, initrd.name)
+        console, status = boot(options, initrd.name)
+        if not console:
+            # Seen once in hundreds of runs: QEMU was gone before the kernel had said a word.
+            print(f"{QEMU} ended with status {status} before the kernel started; once more")
+            console, status = boot(options, initrd.name)
     for name, (text, status, seconds, host) in split(console).items():
         (results / f"{name}.txt").write_text(text + "\n")
         (results / f"{name}.status").write_text(f"{status}\n")
@@ -277,7 +282,8 @@ def run(options):
           f"{processor.children_user + processor.children_system:.1f} s of processor time")
     if "@@ done" not in console or "@@ problem" in console:
         print(console[-3000:])
-        raise Problem("the virtual machine did not come to its end; above is its console")
+        raise Problem("the virtual machine did not come to its end; above is its console. "
+                      f"{QEMU} ended with status {status}")
 
 
 def report(options):
