@@ -26,7 +26,7 @@ constexpr unsigned short kVendor = 0x1BC3;
 constexpr unsigned short kProduct = 0x0151;
 constexpr int kRounds = 5;
 constexpr int kExchanges = 300; // of a round
-constexpr int kWaitMs = 20000;  // of a round
+constexpr int kWaitMs = 18000;  // of a round; no multiple of the read limits of 5 s
 constexpr size_t kReport = 64;
 
 using Report = std::array<unsigned char, kReport>;
