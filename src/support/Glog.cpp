@@ -17,6 +17,10 @@
 int32_t g_nGDbgLevel = 1;
 pthread_mutex_t fileMutex = PTHREAD_MUTEX_INITIALIZER;
 
+// For the compiler's sake: these take a format that a caller has checked.
+extern "C" int _Safe_vasprintf(char **text, const char *format, va_list arguments)
+    __attribute__((format(printf, 2, 0)));
+
 namespace
 {
 
@@ -33,6 +37,9 @@ constexpr int kMostSaveDays = 365;
 constexpr int64_t kSecondsPerDay = 86400;
 
 char logPath[260] = "\\tmp\\g.log"; // a placeholder that the start-up replaces
+
+int LogFormatted(int kind, const char *format, va_list arguments)
+    __attribute__((format(printf, 2, 0)));
 
 // The formatted text is not released afterwards. Deliberate.
 int LogFormatted(int kind, const char *format, va_list arguments)
