@@ -65,7 +65,8 @@ VANTOR_C_END
  * earlier.
  *
  *     text    the bytes; no terminator is needed
- *     out     receives the GB18030 text: two bytes for each byte of `text`, and 2; may be `text`
+ *     out     receives the GB18030 text: two bytes for each byte of `text`, and 2; may be `text`.
+ *             An odd byte at the end is the low byte of one more code unit: count it as two
  *     length  0 to 510; what is beyond is left out, and a negative number counts as 0
  *
  * Returns the number of bytes written, the two zero bytes included: 3 for "A"; -22 for a null

@@ -21,6 +21,13 @@ import tempfile
 HERE = pathlib.Path(__file__).resolve().parent
 LONGEST = {"whole_session": 8192, "vreader_profile": 8192, "identity_frame": 6000,
            "log_records": 6000}
+DICTIONARIES = {"tlv_walk": "cards", "dol_building": "cards", "directory_walk": "cards",
+                "afl_walk": "cards", "generate_ac": "cards", "issuer_script": "cards",
+                "log_records": "cards", "letter_coded_text": "cards", "whole_session": "cards",
+                "krel_ic_answer": "frames", "union_answer": "frames", "identity_frame": "frames",
+                "raw_answer": "frames", "magnetic": "frames", "memory_card_answer": "frames",
+                "vreader_commands": "frames", "ini_file": "ini_file",
+                "vreader_profile": "vreader_profile"}
 LARGEST_KEPT = 4096  # bytes of an input that may go into tests/fuzz/corpus
 
 
@@ -38,16 +45,17 @@ def environment():
 
 
 def options(target):
-    dictionary = HERE / f"{target}.dict"
-    return [f"-max_len={LONGEST.get(target, 4096)}", "-timeout=10", "-rss_limit_mb=2048"] + (
-        [f"-dict={dictionary}"] if dictionary.exists() else [])
+    words = [f"-max_len={LONGEST.get(target, 4096)}", "-timeout=10", "-rss_limit_mb=2048"]
+    if target in DICTIONARIES:
+        words.append(f"-dict={HERE / DICTIONARIES[target]}.dict")
+    return words
 
 
 def run(build, target, seconds, shown):
     """The figures of one run."""
     work = build / "corpus" / target
     findings = build / "findings" / target
-    for directory in (work, findings):
+    for directory in (work, findings, HERE / "corpus" / target):
         directory.mkdir(parents=True, exist_ok=True)
     before = set(findings.iterdir())
     command = [build / "tests" / f"fuzz_{target}", *options(target),

@@ -70,7 +70,8 @@ void Base64(Room *in)
 
 void Gb18030(Room *in)
 {
-    Room out(2 * std::min<size_t>(in->size, 510) + 2);
+    // An odd byte at the end begins a unit of its own.
+    Room out(4 * ((std::min<size_t>(in->size, 510) + 1) / 2) + 2);
     FUZZ_CHECK(GStrUnicode2GB18030(in->Text(), out.Text(), in->Size()) <= out.Size());
     // The other conversions end at a code unit 0000.
     Bytes ended(in->Data(), in->Data() + in->size);

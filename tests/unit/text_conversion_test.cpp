@@ -268,6 +268,12 @@ TEST(GStrUnicode2GB18030, AnOddByteIsTheLowByteOfTheLastUnit)
     EXPECT_EQ(Convert(std::string("A\0B", 3)).hex, "41 42 00 00 EE ");
 }
 
+TEST(GStrUnicode2GB18030, AnOddByteTakesTheRoomOfAWholeUnit)
+{
+    EXPECT_EQ(Convert("\x80").hex, "81 30 81 30 00 00 EE ");
+    EXPECT_EQ(Convert("\x80").result, 6);
+}
+
 TEST(GStrUnicode2GB18030, TakesAllOf510BytesAndNothingBeyond)
 {
     std::string longest;

@@ -305,12 +305,12 @@ extern "C"
     time_t __real_time(time_t *result);
     void *__real_malloc(size_t size);
 
-    // Serial port 3 is the line. The other ports are what they are on this machine.
+    // Serial ports 1 and 3 are the line. The other ports are what they are on this machine.
     void *__wrap_GOpenCom(int index, int baud)
     {
         if (s_line == nullptr)
             return __real_GOpenCom(index, baud);
-        return index == 3 ? &fuzz::s_serialHandle : nullptr;
+        return index == 3 || index == 1 ? &fuzz::s_serialHandle : nullptr;
     }
 
     int __wrap_GCloseCom(void *handle)
