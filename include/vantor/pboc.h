@@ -204,7 +204,8 @@ VANTOR_API int PBOC_GetProcOptions(DEVCONTEXT *deviceContext, int cardType,
                                    int32_t *aflLength);
 
 /* Reads every record that the file locator names and puts them one behind the other; a record that
- * cannot be read is left out. data must hold VANTOR_APP_DATA_SIZE bytes. Always returns 0. */
+ * cannot be read is left out, and behind 128 that brought nothing the rest is not asked for. data
+ * must hold VANTOR_APP_DATA_SIZE bytes. Always returns 0. */
 VANTOR_API int PBOC_GetAppData(DEVCONTEXT *deviceContext, int cardType, const unsigned char *afl,
                                int aflLength, unsigned char *data, int32_t *dataLength);
 

@@ -12,6 +12,9 @@ namespace
 
 constexpr int kLastRecord = 255;  // P1 is one byte
 constexpr int kProfileLength = 2; // the AIP
+// A locator can name more than 32,000 records. Behind this many that bring nothing, because they
+// cannot be read, are empty or find the area full, a walk would only keep the host busy.
+constexpr int kMostFruitlessRecords = 128;
 
 constexpr Tag kDirectoryFileId = {{0x88}, 1};
 constexpr Tag kApplicationId = {{0x4F}, 1};
@@ -167,20 +170,23 @@ int PBOC_GetAppData(DEVCONTEXT *deviceContext, int cardType, const unsigned char
                     int aflLength, unsigned char *data, int32_t *dataLength)
 {
     *dataLength = 0;
+    int fruitless = 0;
     for (int offset = 0; offset + 4 <= aflLength; offset += 4)
     {
         const uint8_t sfi = afl[offset] >> 3;
         for (int record = afl[offset + 1]; record <= afl[offset + 2]; record++)
         {
+            if (fruitless == kMostFruitlessRecords)
+                return 0;
             uint8_t area[kResponseArea] = {};
             int32_t length = 0;
-            if (PBOC_ReadRecord(deviceContext, cardType, static_cast<uint8_t>(record), sfi, area,
-                                &length) != 0)
-                continue;
+            PBOC_ReadRecord(deviceContext, cardType, static_cast<uint8_t>(record), sfi, area,
+                            &length); // one that cannot be read has no length
             const int room = VANTOR_APP_DATA_SIZE - *dataLength;
             const int copied = length < room ? length : room;
             memcpy(data + *dataLength, area, static_cast<size_t>(copied));
             *dataLength += copied;
+            fruitless += copied == 0 ? 1 : 0;
         }
     }
     return 0;

@@ -47,15 +47,6 @@ void SetValue(Session *session, Setter set)
     set(tag.Data(), tag.Size(), value.Data(), value.Size());
 }
 
-// Records that a locator names: a walk over tens of thousands is right, and too slow here.
-int RecordsOf(const Bytes &afl)
-{
-    int records = 0;
-    for (size_t at = 0; at + 4 <= afl.size(); at += 4)
-        records += std::max(0, afl[at + 2] - afl[at + 1] + 1);
-    return records;
-}
-
 const Call kCalls[] = {
     {"PBOC_GetTagValue",
      [](Session *s)
@@ -187,10 +178,7 @@ const Call kCalls[] = {
     {"PBOC_GetAppData",
      [](Session *s)
      {
-         const Bytes bytes = s->input->Take(s->Byte() % 33);
-         if (RecordsOf(bytes) > 600)
-             return;
-         Room afl(bytes), data(VANTOR_APP_DATA_SIZE);
+         Room afl(s->Block()), data(VANTOR_APP_DATA_SIZE);
          int32_t length = 0;
          DEVCONTEXT *device = s->device;
          PBOC_GetAppData(device, s->mode, afl.Data(), afl.Size(), data.Data(), &length);
