@@ -101,13 +101,14 @@ def keep(build, name):
     """Merges by edges alone: tens of files tell as much in a test as thousands do. Those with names
     of their own stay in any case."""
     corpus = HERE / "corpus" / name
+    (build / "corpus" / name).mkdir(parents=True, exist_ok=True)
     with tempfile.TemporaryDirectory() as merged, tempfile.TemporaryDirectory() as named:
         for path in corpus.iterdir():
             if "-" in path.name:
                 shutil.copy(path, named)
         for path in pathlib.Path(named).iterdir():
             shutil.copy(path, merged)
-        command = [build / "tests" / f"fuzz_{name}", "-merge=1", "-use_counters=0",
+        command = [build / "tests" / f"fuzz_{name}", "-set_cover_merge=1", "-use_counters=0",
                    f"-max_len={LARGEST_KEPT}", "-timeout=10", merged, corpus,
                    build / "corpus" / name]
         result = subprocess.run([str(word) for word in command], env=environment(),

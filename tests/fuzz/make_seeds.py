@@ -5,6 +5,7 @@ a target's entry function says which). What the fuzzer adds to them is named by 
 names."""
 import json
 import pathlib
+import re
 
 HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parents[1]
@@ -243,6 +244,40 @@ def usb():
     write("hid_reports", "ends", reader + b"\x04\x00\x0C\x00\x04\x03abc\x03\x00\x06\x02\x01\x02")
 
 
+def calls_of(file):
+    return re.findall(r'^    \{"([^"]+)",', (HERE / file).read_text(), re.M)
+
+
+def step(name, arguments=b"", begin=0x10):
+    """A call of whole_session whose every answer is as it should be."""
+    tables = ["transport", "link", "operations", "pboc", "business", "support"]
+    choice = [4, 3, 2, 1, 0, 5, 4, 4]
+    for number, table in enumerate(tables):
+        names = calls_of(f"whole_session_{table}.cpp")
+        if name in names:
+            content = bytes([choice.index(number), names.index(name), begin]) + arguments
+            return word(len(content)) + content
+    raise KeyError(name)
+
+
+def sessions():
+    given = b"\x00"  # a transaction text, and an issuer's answer, that are there already
+    aid = b"\x01"
+    cdol2 = block(bytes.fromhex("8A0295059F3704"))
+    steps = {
+        "ordinary": step("BO_ICGenARQC", given + word(1024)) + step(
+            "BO_ICExeScript_TC", given + given + b"\x20"),
+        "variant": step("BO_ICGenARQC_YC", aid + given + word(2582)) + step(
+            "BO_ICExeScript_YC", given + given + word(1012) + cdol2),
+        "reads": b"".join(step(name, given * 2) for name in (
+            "BO_ICGetInfo", "BO_ICGetDetail", "BO_ICGetCircllog", "BO_SSCReadInfo",
+            "BO_ReadIdInfo_Pic", "EPED_GetBalance", "IC_GetInfo", "MS_ReadCard")),
+    }
+    for name, content in steps.items():
+        for how in (0x04, 0x05, 0x86, 0x9C):
+            write("whole_session", f"{name}-{how:02x}", bytes([how]) + content)
+
+
 def virtual_reader():
     for path in sorted((ROOT / "vreader/profiles").glob("*.json")):
         text = path.read_bytes()
@@ -262,7 +297,7 @@ def virtual_reader():
 
 def main():
     for make in (ic_answers, identity_records, stripes, objects, cards, issuers, logs, settings,
-                 texts, memory_cards, usb, virtual_reader):
+                 texts, memory_cards, usb, sessions, virtual_reader):
         make()
 
 

@@ -2,16 +2,18 @@
 // exaggerates its answers.
 //
 //     one byte        how the session is set up
-//     steps           two bytes that choose the call, then its arguments
+//     steps           two bytes of length, two that choose the call, then its arguments
 //
-// Each command that a call sends draws its answer from where the input stands at that moment: a
-// byte that says what the reader does, and what it needs for that (see AnswerOf).
+// Each command that a call sends draws its answer from where its step stands at that moment: a
+// byte that says what the reader does, and what it needs for that (see AnswerOf). Behind the end of
+// a step the reader does as it should.
 #include "whole_session.h"
 
 #include <climits>
 
 #include "fuzz/support/card.h"
 #include "fuzz/support/golden_reader.h"
+#include "vantor/business.h"
 #include "vantor/support.h"
 
 namespace fuzz
@@ -150,6 +152,21 @@ std::string SettingsOf(uint8_t how)
     return settings;
 }
 
+// Whatever came before, a host that closes and opens the reader again has one that works.
+void CheckThatTheNextCallWorks(Chain *chain, Input *input)
+{
+    input->left = 0;
+    chain->left = 0;
+    MendLine();
+    FUZZ_CHECK(BO_Close() == 0);
+    FUZZ_CHECK(BO_Open(3, 9600, 0) == 0);
+    Room atr(512);
+    int32_t length = 0;
+    int32_t type = -1;
+    FUZZ_CHECK(BO_IcPowerOn(0, atr.Size(), atr.Text(), &length, &type, 1) == 0);
+    FUZZ_CHECK(length == 34 && type == 0);
+}
+
 void MakeCall(Session *session)
 {
     static const CallTable tables[] = {TransportCalls(), LinkCalls(),     OperationCalls(),
@@ -239,8 +256,9 @@ void PutPathsBack()
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    fuzz::Input input{data, size};
-    const uint8_t how = input.Byte();
+    fuzz::Input whole{data, size};
+    const uint8_t how = whole.Byte();
+    fuzz::Input input{nullptr, 0}; // of the step under way
     fuzz::Chain chain;
     const fuzz::World world(fuzz::SettingsOf(how), [&](const fuzz::Bytes &command)
                             { return fuzz::AnswerOf(command, &input, &chain); });
@@ -248,7 +266,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     fuzz::SetUp(how);
     fuzz::Session session{&input};
     fuzz::PlaceOnLine(&session.own, fuzz::LineKind::kSerial);
-    for (int step = 0; step < fuzz::kMostSteps && input.left > 0; step++)
+    for (int step = 0; step < fuzz::kMostSteps && whole.left > 0; step++)
+    {
+        const fuzz::Bytes bytes = whole.LongBlock();
+        input = {bytes.data(), bytes.size()};
         fuzz::MakeCall(&session);
+    }
+    fuzz::CheckThatTheNextCallWorks(&chain, &input);
     return 0;
 }

@@ -32,6 +32,7 @@ constexpr time_t kStart = 1735689600; // 2025-01-01
 struct Line
 {
     Answerer answerer;
+    std::string settings;
     Bytes command; // as far as it has been written
     Bytes answer;
     size_t said = 0;
@@ -229,16 +230,11 @@ Bytes ReadScratch(const std::string &path)
 
 World::World(const std::string &settings, Answerer answerer)
 {
-    static const std::string path = ScratchFile("config.ini");
-    const std::string text = "[log]\nloglevel=0\n[devcfg]\n" + settings;
     PutBackVariables();
-    WriteScratch(path, text.data(), text.size());
-    GSetConfigFilePath(path.c_str());
-    GSetDllPath(ScratchDirectory().c_str());
-    GSetLogFilePath("/dev/null");
-    GSetLogLevel(0);
     s_line = new Line;
     s_line->answerer = std::move(answerer);
+    s_line->settings = "[log]\nloglevel=0\n[devcfg]\n" + settings;
+    MendLine();
 }
 
 World::~World()
@@ -265,6 +261,21 @@ void OpenLine(LineKind kind)
 {
     PlaceOnLine(&context, kind);
     FUZZ_CHECK(COMM_Open(&context) == 0);
+}
+
+void MendLine()
+{
+    static const std::string path = ScratchFile("config.ini");
+    Line mended;
+    mended.answerer = s_line->answerer;
+    mended.settings = s_line->settings;
+    mended.nowUs = s_line->nowUs;
+    *s_line = mended;
+    WriteScratch(path, mended.settings.data(), mended.settings.size());
+    GSetConfigFilePath(path.c_str());
+    GSetDllPath(ScratchDirectory().c_str());
+    GSetLogFilePath("/dev/null");
+    GSetLogLevel(0);
 }
 
 int Exchanges()

@@ -48,6 +48,9 @@ void PlaceOnLine(DEVCONTEXT *deviceContext, LineKind kind);
 // Opens the library's own context on it, as Vantor_Open does.
 void OpenLine(LineKind kind);
 
+// A new line in the place of the old one, and the settings as they were at first.
+void MendLine();
+
 // Commands that the line has carried in this run.
 int Exchanges();
 
