@@ -89,7 +89,7 @@ void CheckText(int result, const Room &text)
         text.TextLength();
 }
 
-void CheckIdentity(int result, const Room &info, uint32_t length)
+void CheckIdentity(int result, const Room &info, const uint32_t &length)
 {
     if (result == 0)
         FUZZ_CHECK(info.TextLength() == length && length <= 524);
