@@ -110,6 +110,9 @@ def identity_records():
     for name, status in (("done", "000090"), ("found", "00009F"), ("none", "000080")):
         reply = identity(bytes.fromhex(status))
         write("identity_frame", name, word(256) + b"\x40" + reply)
+    for capacity in range(255, 259): # the room that a payload of 256 bytes needs, and less
+        write("identity_frame", f"room-{capacity}",
+              word(capacity) + b"\x00" + identity(b"\x00\x00\x90" + bytes(253)))
     write("identity_frame", "gone", word(256) + b"\xC3" + identity(b"\x00\x00\x90")[:-1])
     write("identity_text", "path", b"\x02\x01" + block(b"110101") + block(b"C:\\photos\\x.jpg"))
 
@@ -143,6 +146,14 @@ def objects():
         tag = content[:size]
         value = content[size + 1:size + 1 + content[size]] if len(content) > size else b""
         write("tlv_walk", f"{number:02}", bytes([size]) + tag + block(value[:200]) + content)
+    # Objects that end with the bytes, one byte before and one behind.
+    for name, head, value in (("short", "5A", 8), ("81", "5A81", 8), ("82", "5A8200", 8),
+                              ("two-byte", "9F36", 2), ("inside", "70065F34015A", 3)):
+        for more in (-1, 0, 1):
+            content = bytes.fromhex(head) + bytes([value + more]) + b"\x11" * value
+            tag = b"\x9F\x36" if name == "two-byte" else b"\x5A"
+            write("tlv_walk", f"end-{name}-{1 + more}",
+                  bytes([len(tag)]) + tag + block(b"\x22" * (value + more)) + content)
     for number, row in enumerate(load("pboc/dol.json")):
         content = bytes.fromhex(row["dol"])
         write("dol_building", f"{number:02}", b"\x00" + word(512) + block(content))
