@@ -93,8 +93,8 @@ VANTOR_API int RAWC_SendCmd(DEVCONTEXT *deviceContext, const unsigned char *comm
                             const char *endKind, uint32_t timeoutMs);
 
 /* End tests of a raw answer: non-zero when the first `count` bytes hold the marker anywhere, else
- * 0. MsrPacketIsEnd looks for "?" right before 1C, MsrWriteIsEnd for "rq" or "rp". They keep no
- * state; any thread may call them. */
+ * 0, also for null. MsrPacketIsEnd looks for "?" right before 1C, MsrWriteIsEnd for "rq" or "rp".
+ * They keep no state; any thread may call them. */
 VANTOR_API int MsrPacketIsEnd(const unsigned char *bytes, uint32_t count);
 VANTOR_API int MsrWriteIsEnd(const unsigned char *bytes, uint32_t count);
 
@@ -128,7 +128,8 @@ VANTOR_API int ID_MakeCmdPackage(const unsigned char *payload, int payloadLength
                                  unsigned char *out, int outCapacity);
 
 /* End test of a reply: non-zero when the first `count` bytes begin with AA AA AA 96 69 and hold as
- * many bytes behind the length field as that says, else 0. Any thread may call it. */
+ * many bytes behind the length field as that says, else 0, also for null. Any thread may call it.
+ */
 VANTOR_API int KrelIdPacketIsEnd(const unsigned char *bytes, uint32_t count);
 
 /* ---- The reader as a whole ------------------------------------------------------------------- */

@@ -128,7 +128,9 @@ VANTOR_API int BO_M0VerifyKey(int keyLength, const char *key)
 
 /* Writes a key into the card's key pages, 2D, 2C, 2F, 2E in this order. The card must be
  * authenticated when it asks for it. A failure powers the card off, and the pages written before it
- * stay written: a card that is taken away halfway holds a mixture of both keys.
+ * stay written: a card that is taken away halfway holds a mixture of both keys, 8 digits of the new
+ * one for each page written and then the rest of the old one. It is that mixture which such a card
+ * must be authenticated with before the download is made again.
  *
  *   keyLength   32, or 33 with the NUL
  *   key         32 hexadecimal characters

@@ -138,10 +138,10 @@ VANTOR_API int PBOC_GetSimpTagValue(const char *name, int nameLength, const char
  *   cardType        0 contact, 1 contactless, any other value: contact and, if that fails,
  *                   contactless
  *
- * Each returns 0; -99 when the card answers with another status than 9000, or when the arguments
- * do not fit a command; 100 when it answers 6283 (the selected application or file is invalidated);
- * or the failure code of IC_APDU or IC_RFAPDU. Output areas hold VANTOR_PBOC_AREA_SIZE bytes and
- * are left alone on failure. */
+ * Each returns 0; -99 when the card answers with another status than 9000, when the arguments do
+ * not fit a command, or for a null pointer, before anything is sent; 100 when it answers 6283 (the
+ * selected application or file is invalidated); or the failure code of IC_APDU or IC_RFAPDU. Output
+ * areas hold VANTOR_PBOC_AREA_SIZE bytes and are left alone on failure. */
 
 /* Sends a command and follows the status bytes: 62xx (but 6283) is answered with GET RESPONSE
  * 00 C0 00 00 00, 61xx with GET RESPONSE 00 C0 00 00 xx, 6Cxx with the same command whose last byte
@@ -168,7 +168,8 @@ VANTOR_API int PBOC_SelectPSE(DEVCONTEXT *deviceContext, int cardType, const uns
 /* Reads the records of each directory file of sfiList and takes the application identifier (tag 4F)
  * of the last record read: A0 00 00 03 33 01 01 02. The record number starts at 1 and goes on from
  * file to file, up to 255. aidLength gets 0 when the last record holds none or no record was read.
- * Always returns 0. */
+ * After eight exchanges in a row that failed no further record is asked for. Always returns 0; with
+ * a null pointer nothing is read. */
 VANTOR_API int PBOC_GetAID(DEVCONTEXT *deviceContext, int cardType, const unsigned char *sfiList,
                            int sfiCount, unsigned char *aid, int32_t *aidLength);
 
@@ -204,8 +205,9 @@ VANTOR_API int PBOC_GetProcOptions(DEVCONTEXT *deviceContext, int cardType,
                                    int32_t *aflLength);
 
 /* Reads every record that the file locator names and puts them one behind the other; a record that
- * cannot be read is left out, and behind 128 that brought nothing the rest is not asked for. data
- * must hold VANTOR_APP_DATA_SIZE bytes. Always returns 0. */
+ * cannot be read is left out. At most 255 records are asked for, and none after eight exchanges in
+ * a row that failed. data must hold VANTOR_APP_DATA_SIZE bytes. Always returns 0; with a null
+ * pointer nothing is read. */
 VANTOR_API int PBOC_GetAppData(DEVCONTEXT *deviceContext, int cardType, const unsigned char *afl,
                                int aflLength, unsigned char *data, int32_t *dataLength);
 

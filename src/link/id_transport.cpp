@@ -101,7 +101,7 @@ int ID_MakeCmdPackage(const unsigned char *payload, int payloadLength, unsigned 
 
 int KrelIdPacketIsEnd(const unsigned char *bytes, uint32_t count)
 {
-    return count >= kHeadSize && BeginsAsFrame(bytes) &&
+    return bytes != nullptr && count >= kHeadSize && BeginsAsFrame(bytes) &&
            static_cast<uint32_t>(LengthField(bytes)) <= count - kHeadSize;
 }
 

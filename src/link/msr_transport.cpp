@@ -38,7 +38,7 @@ const struct
 
 int HoldsPair(const unsigned char *bytes, uint32_t count, unsigned char first, unsigned char second)
 {
-    for (uint32_t i = 0; i + 1 < count; i++)
+    for (uint32_t i = 0; bytes != nullptr && i + 1 < count; i++)
         if (bytes[i] == first && bytes[i + 1] == second)
             return 1;
     return 0;

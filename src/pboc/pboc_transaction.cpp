@@ -11,10 +11,9 @@ namespace
 {
 
 constexpr int kLastRecord = 255;  // P1 is one byte
+constexpr int kMostRecords = 255; // that a walk asks for; a locator may name more than 32,000
+constexpr int kMostFailures = 8;  // exchanges in a row: each may cost a time-out
 constexpr int kProfileLength = 2; // the AIP
-// A locator can name more than 32,000 records. Behind this many that bring nothing, because they
-// cannot be read, are empty or find the area full, a walk would only keep the host busy.
-constexpr int kMostFruitlessRecords = 128;
 
 constexpr Tag kDirectoryFileId = {{0x88}, 1};
 constexpr Tag kApplicationId = {{0x4F}, 1};
@@ -29,7 +28,8 @@ int Select(DEVCONTEXT *deviceContext, int cardType, uint8_t p1, const uint8_t *d
 {
     CardCommand command;
     CardResponse response;
-    if (!MakeCommand(&command, {0x00, 0xA4, p1, 0x00}, data, dataLength))
+    if (answer == nullptr || answerLength == nullptr ||
+        !MakeCommand(&command, {0x00, 0xA4, p1, 0x00}, data, dataLength))
         return kCommandFailed;
     const int result = Transmit(deviceContext, cardType, &command, &response);
     if (result != 0)
@@ -72,6 +72,15 @@ int TakeProcessingOptions(const uint8_t *answer, int answerLength, uint8_t *aip,
     return 0;
 }
 
+// Whether a walk over records has met too many failed exchanges in a row: the card or the reader is
+// gone, and every record that is left would be waited for. A status, be it a refusal, is an answer.
+bool IsGone(int result, int *failures)
+{
+    const bool answered = result == 0 || result == kCommandFailed || result == kSpecialStatus;
+    *failures = answered ? 0 : *failures + 1;
+    return *failures == kMostFailures;
+}
+
 } // namespace
 
 int PBOC_SelectPSE(DEVCONTEXT *deviceContext, int cardType, const unsigned char *name,
@@ -79,7 +88,8 @@ int PBOC_SelectPSE(DEVCONTEXT *deviceContext, int cardType, const unsigned char 
 {
     CardCommand command;
     CardResponse response;
-    if (!MakeCommand(&command, {0x00, 0xA4, 0x04, 0x00}, name, nameLength))
+    if (sfi == nullptr || sfiLength == nullptr ||
+        !MakeCommand(&command, {0x00, 0xA4, 0x04, 0x00}, name, nameLength))
         return kCommandFailed;
     const int result = Transmit(deviceContext, cardType, &command, &response);
     if (StatusWord(response.bytes, response.length) == 0x9303)
@@ -97,15 +107,22 @@ int PBOC_SelectPSE(DEVCONTEXT *deviceContext, int cardType, const unsigned char 
 int PBOC_GetAID(DEVCONTEXT *deviceContext, int cardType, const unsigned char *sfiList, int sfiCount,
                 unsigned char *aid, int32_t *aidLength)
 {
-    *aidLength = 0;
     int record = 1;
+    int failures = 0;
+    if (aid == nullptr || aidLength == nullptr || (sfiList == nullptr && sfiCount > 0))
+        return 0;
+    *aidLength = 0;
     for (int i = 0; i < sfiCount; i++)
         for (; record <= kLastRecord; record++)
         {
             uint8_t data[kResponseArea] = {};
             int32_t dataLength = 0;
-            if (PBOC_ReadRecord(deviceContext, cardType, static_cast<uint8_t>(record), sfiList[i],
-                                data, &dataLength) != 0)
+            const int result =
+                PBOC_ReadRecord(deviceContext, cardType, static_cast<uint8_t>(record), sfiList[i],
+                                data, &dataLength);
+            if (IsGone(result, &failures))
+                return 0;
+            if (result != 0)
                 break;
             PBOC_GetTagValue(kApplicationId.bytes, kApplicationId.length, data, dataLength, aid,
                              aidLength);
@@ -138,6 +155,8 @@ int PBOC_ReadRecord(DEVCONTEXT *deviceContext, int cardType, unsigned char recor
                            },
                            5};
     CardResponse response;
+    if (data == nullptr || dataLength == nullptr)
+        return kCommandFailed;
     const int result = Transmit(deviceContext, cardType, &command, &response);
     if (result != 0)
         return result;
@@ -153,7 +172,8 @@ int PBOC_GetProcOptions(DEVCONTEXT *deviceContext, int cardType, const unsigned 
     CardResponse response;
     uint8_t data[kLongestCommandData] = {0x83}; // the command template, its length, the PDOL data
     if (pdolLength < 0 || pdolLength > kLongestCommandData - 2 ||
-        (pdolData == nullptr && pdolLength > 0))
+        (pdolData == nullptr && pdolLength > 0) || aip == nullptr || aipLength == nullptr ||
+        afl == nullptr || aflLength == nullptr)
         return kCommandFailed;
     data[1] = static_cast<uint8_t>(pdolLength);
     if (pdolLength > 0)
@@ -169,24 +189,28 @@ int PBOC_GetProcOptions(DEVCONTEXT *deviceContext, int cardType, const unsigned 
 int PBOC_GetAppData(DEVCONTEXT *deviceContext, int cardType, const unsigned char *afl,
                     int aflLength, unsigned char *data, int32_t *dataLength)
 {
+    int asked = 0;
+    int failures = 0;
+    if (data == nullptr || dataLength == nullptr || (afl == nullptr && aflLength > 0))
+        return 0;
     *dataLength = 0;
-    int fruitless = 0;
     for (int offset = 0; offset + 4 <= aflLength; offset += 4)
     {
         const uint8_t sfi = afl[offset] >> 3;
         for (int record = afl[offset + 1]; record <= afl[offset + 2]; record++)
         {
-            if (fruitless == kMostFruitlessRecords)
-                return 0;
             uint8_t area[kResponseArea] = {};
             int32_t length = 0;
-            PBOC_ReadRecord(deviceContext, cardType, static_cast<uint8_t>(record), sfi, area,
-                            &length); // one that cannot be read has no length
+            const int result = PBOC_ReadRecord(deviceContext, cardType,
+                                               static_cast<uint8_t>(record), sfi, area, &length);
+            if (IsGone(result, &failures))
+                return 0;
             const int room = VANTOR_APP_DATA_SIZE - *dataLength;
-            const int copied = length < room ? length : room;
+            const int copied = result != 0 ? 0 : length < room ? length : room;
             memcpy(data + *dataLength, area, static_cast<size_t>(copied));
             *dataLength += copied;
-            fruitless += copied == 0 ? 1 : 0;
+            if (++asked == kMostRecords)
+                return 0;
         }
     }
     return 0;
@@ -197,7 +221,8 @@ int PBOC_GetData(DEVCONTEXT *deviceContext, int cardType, const unsigned char *t
 {
     CardCommand command = {{0x80, 0xCA}, 2}; // GET DATA; a two-byte tag is P1 P2
     CardResponse response;
-    if (tag == nullptr || tagLength < 1 || tagLength > 2)
+    if (tag == nullptr || tagLength < 1 || tagLength > 2 || value == nullptr ||
+        valueLength == nullptr)
         return kCommandFailed;
     memcpy(command.bytes + 2, tag, static_cast<size_t>(tagLength));
     command.length += tagLength;

@@ -406,25 +406,6 @@ TEST_F(Records, ALocatorUpToRecord255Ends)
     EXPECT_EQ("AABB", Got());
 }
 
-TEST_F(Records, OfAnEndlessLocatorAreGivenUpBehind128ThatBringNothing)
-{
-    const auto readRecord = [](int record)
-    {
-        char text[11];
-        snprintf(text, sizeof text, "00B2%02X0C00", static_cast<unsigned>(record));
-        return std::string(text);
-    };
-    script.Apdu(readRecord(1), "AA9000");
-    for (int record = 2; record <= 65; record++)
-        script.Apdu(readRecord(record), "6A83");
-    script.Apdu(readRecord(66), "BB9000");
-    for (int record = 67; record <= 130; record++)
-        script.Apdu(readRecord(record), "9000");
-    Insert();
-    EXPECT_EQ(0, Read("0801FF00 0801FF00"));
-    EXPECT_EQ("AABB", Got());
-}
-
 TEST_F(Records, ThatOverrunTheDataAreCutAtItsEnd)
 {
     script.united = true;
