@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "api/outcome.h"
 #include "api/wait_flag.h"
 #include "vantor/identity_operations.h"
 #include "vantor/link.h"
@@ -36,14 +37,6 @@ const struct
     {-74, -1013},  // bad message
     {-1, -1014},   // general failure
 };
-
-// The outcome of a call: a failure is logged under the call's own text, then mapped.
-int Outcome(int result, const char *failureText)
-{
-    if (result != 0)
-        GLogE("%s", failureText);
-    return BO_GetErrorCode(result);
-}
 
 // The rest of a connection test: optionally hear the reader, close again.
 int TestConnection(int openResult, bool askReader, unsigned char *info, uint32_t *infoLength)

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "api/memory_card_calls.h"
+#include "api/outcome.h"
 #include "vantor/memory_card_operations.h"
 #include "vantor/memory_cards.h"
 #include "vantor/support.h"
@@ -28,7 +29,7 @@ int BO_M0PowerOn(int outSize, char *out, int32_t *outLength, int timeoutSeconds)
 
 int BO_M0PowerOff(void)
 {
-    return CardOutcome(M0_PowerOff(&context, kCardPowerTimeoutMs), "M0_PowerOff Error!\r\n");
+    return Outcome(M0_PowerOff(&context, kCardPowerTimeoutMs), "M0_PowerOff Error!\r\n");
 }
 
 int BO_M0Read(int page, int count, int outSize, char *out)
@@ -42,7 +43,7 @@ int BO_M0Read(int page, int count, int outSize, char *out)
         M0_ReadBlock(&context, page, count, data.bytes, &data.length, kCardTimeoutMs);
     if (result == 0)
         GiveLoggedCardText(data, {outSize, out}, "BO_M0ReadCard");
-    return CardOutcome(result, "M0_ReadBlock data Error!\r\n");
+    return Outcome(result, "M0_ReadBlock data Error!\r\n");
 }
 
 int BO_M0Write(int page, const char *data)
@@ -56,5 +57,5 @@ int BO_M0Write(int page, const char *data)
         GHex2Byte(data, static_cast<int>(strnlen(data, 2 * sizeof bytes)), bytes, sizeof bytes);
     const int result = M0_WriteBlock(&context, page, bytes, length, kCardTimeoutMs);
     explicit_bzero(bytes, sizeof bytes); // a page may be a part of a key
-    return CardOutcome(result, "M0_WriteBlock Error!\r\n");
+    return Outcome(result, "M0_WriteBlock Error!\r\n");
 }

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "api/memory_card_calls.h"
+#include "api/outcome.h"
 #include "vantor/business.h"
 #include "vantor/memory_card_operations.h"
 #include "vantor/memory_cards.h"
@@ -58,7 +59,7 @@ int ReadAsText(const ReadCall &call, int block, const TextRoom &room)
         GiveLoggedCardText(data, room, call.logName);
     else if (result == 0)
         GiveCardText(data, room);
-    return CardOutcome(result, call.failure);
+    return Outcome(result, call.failure);
 }
 
 struct ValueTextCall
@@ -80,7 +81,7 @@ int ChangeByText(const ValueTextCall &call, int block, const char *text)
     GHex2Byte(text, kValueText, bytes, sizeof bytes);
     uint32_t value;
     memcpy(&value, bytes, sizeof value);
-    return CardOutcome(call.change(&context, block, &value, kCardTimeoutMs), call.failure);
+    return Outcome(call.change(&context, block, &value, kCardTimeoutMs), call.failure);
 }
 
 struct AmountCall
@@ -97,7 +98,7 @@ int ChangeByAmount(const AmountCall &call, int block, int amount)
         return Refuse(call.badAmount, kBadAmount);
     if (block <= 0)
         return Refuse(call.badBlock, kBadBlock);
-    return CardOutcome(call.change(&context, block, amount, kCardTimeoutMs), call.failure);
+    return Outcome(call.change(&context, block, amount, kCardTimeoutMs), call.failure);
 }
 
 constexpr ReadCall kReadBlock = {M1_ReadBlock, "BO_M1ReadBlock data Error!\r\n",
@@ -128,7 +129,7 @@ int BO_M1Powerup(int outSize, char *out, int32_t *outLength, int timeoutSeconds)
 
 int BO_M1Powerdown(void)
 {
-    return CardOutcome(M1_PowerOff(&context, kCardPowerTimeoutMs), "M1_PowerOff Error!\r\n");
+    return Outcome(M1_PowerOff(&context, kCardPowerTimeoutMs), "M1_PowerOff Error!\r\n");
 }
 
 // The key's bytes travel as a text: a zero byte ends them. Deliberate.
@@ -146,7 +147,7 @@ int BO_M1Verify(int sector, int keyType, const char *key)
               sizeof bytes - 1);
     const int result = M1_Verify(&context, sector, keyType, bytes, kCardPowerTimeoutMs);
     explicit_bzero(bytes, sizeof bytes);
-    return CardOutcome(result, "M1_Verify Error!\r\n");
+    return Outcome(result, "M1_Verify Error!\r\n");
 }
 
 int BO_M1ReadBlock(int block, int outSize, char *out)
@@ -169,7 +170,7 @@ int BO_M1WriteBlock(int block, const char *data)
     GHex2Byte(data, kBlockText, bytes, sizeof bytes);
     const int result = M1_WriteBlock(&context, block, bytes, sizeof bytes, kCardTimeoutMs);
     explicit_bzero(bytes, sizeof bytes); // a sector's last block holds its keys
-    return CardOutcome(result, "BO_M1WriteBlock data Error!\r\n");
+    return Outcome(result, "BO_M1WriteBlock data Error!\r\n");
 }
 
 int BO_M1Write(int block, const char *value)

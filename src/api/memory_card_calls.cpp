@@ -11,13 +11,6 @@ int Refuse(const char *message, int code)
     return code;
 }
 
-int CardOutcome(int result, const char *failureText)
-{
-    if (result != 0)
-        GLogE("%s", failureText);
-    return BO_GetErrorCode(result);
-}
-
 int GiveCardText(const CardData &data, const TextRoom &room)
 {
     const int length =

@@ -1,4 +1,4 @@
-// What the calls for M1 and M0 cards share: outcomes, and card data as hexadecimal text.
+// What the calls for M1 and M0 cards share: refusals, and card data as hexadecimal text.
 #pragma once
 
 #include <cstdint>
@@ -23,9 +23,6 @@ struct TextRoom
 
 // Logs the message as an error and gives the code.
 int Refuse(const char *message, int code);
-
-// The outcome of an operation: a failure is logged under the call's own text, then mapped.
-int CardOutcome(int result, const char *failureText);
 
 // Gives the data as text, cut at its room; returns the number of characters. There is no other
 // place for their number, so a NUL follows where it fits.
