@@ -1,119 +1,18 @@
 // Memory cards from end to end: the public calls, the line, the virtual reader and its cards.
 #include <cstring>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-#include <stdexcept>
 #include <string>
 
-#include "host/scripted_reader.h"
-#include "vreader/virtual_reader.h"
+#include "host/memory_card_round.h"
 
 using testing::HasSubstr;
 using testing::Not;
-using testing_support::Config;
-using testing_support::HostLibrary;
-
-// The M0 calls have C++ symbols.
-#define M0_READ(library) CPP_CALL(library, BO_M0Read, "_Z9BO_M0ReadiiiPc")
-#define M0_WRITE(library) CPP_CALL(library, BO_M0Write, "_Z10BO_M0WriteiPKc")
-#define M0_POWER_ON(library) CPP_CALL(library, BO_M0PowerOn, "_Z12BO_M0PowerOniPcPii")
-#define M0_POWER_OFF(library) CPP_CALL(library, BO_M0PowerOff, "_Z13BO_M0PowerOffv")
-#define M0_VERIFY_KEY(library) CPP_CALL(library, BO_M0VerifyKey, "_Z14BO_M0VerifyKeyiPKc")
-#define M0_DOWN_KEY(library) CPP_CALL(library, BO_M0DownKey, "_Z12BO_M0DownKeyiPKc")
+using namespace testing_support;
 
 namespace
 {
 
 const char kTransportKey[] = "FFFFFFFFFFFF";
-const char kDeliveryKey[] = "49454D4B41455242214E4143554F5946";
-const char kOtherKey[] = "000102030405060708090A0B0C0D0E0F";
-
-// A host with its own library, and a virtual reader at the other end of serial port 3.
-struct Round
-{
-    HostLibrary library;
-    vreader::RunningReader *reader;
-
-    // A built-in profile's name, or a profile's text.
-    explicit Round(const std::string &profile, const std::string &framing = "0")
-        : library(Config("Iccmd", framing))
-    {
-        vreader::ReaderOptions options;
-        (profile[0] == '{' ? options.profileText : options.profile) = profile;
-        std::string error;
-        reader = vreader::StartReader(options, &error);
-        if (reader == nullptr)
-            throw std::runtime_error(error);
-        CPP_CALL(library, GSetComName, "_Z11GSetComNameiPKc")
-        (3, vreader::TerminalName(reader).c_str());
-        EXPECT_EQ(0, CALL(library, BO_Open)(3, 9600, 0));
-    }
-    ~Round()
-    {
-        CALL(library, BO_Close)();
-        vreader::StopReader(reader);
-    }
-    Round(const Round &) = delete;
-    Round &operator=(const Round &) = delete;
-
-    std::string Control(const std::string &line) const
-    {
-        return vreader::Control(reader, line);
-    }
-    // What lies on the antenna, all of it.
-    nlohmann::json Memory() const
-    {
-        return nlohmann::json::parse(Control("memory").substr(3));
-    }
-
-    // ---- M1 ----
-
-    std::string PowerUp() const
-    {
-        char text[64] = {};
-        int32_t length = 0;
-        EXPECT_EQ(0, CALL(library, BO_M1Powerup)(sizeof text, text, &length, 1));
-        return std::string(text, static_cast<size_t>(length));
-    }
-    int Verify(int sector, int keyType, const std::string &key) const
-    {
-        return CALL(library, BO_M1Verify)(sector, keyType, key.c_str());
-    }
-    // The text, or the result in brackets.
-    std::string ReadBlock(int block) const
-    {
-        char text[64] = {};
-        const int result = CALL(library, BO_M1ReadBlock)(block, 33, text);
-        return result == 0 ? text : "[" + std::to_string(result) + "]";
-    }
-    std::string ReadValue(int block) const
-    {
-        char text[64] = {};
-        const int result = CALL(library, BO_M1Read)(block, 9, text);
-        return result == 0 ? text : "[" + std::to_string(result) + "]";
-    }
-    int WriteBlock(int block, const std::string &data) const
-    {
-        return CALL(library, BO_M1WriteBlock)(block, data.c_str());
-    }
-
-    // ---- M0 ----
-
-    std::string PowerOnM0() const
-    {
-        char text[64] = {};
-        int32_t length = 0;
-        EXPECT_EQ(0, M0_POWER_ON(library)(sizeof text, text, &length, 1));
-        return std::string(text, static_cast<size_t>(length));
-    }
-    std::string ReadPages(int page, int count) const
-    {
-        char text[512 + 1] = {}; // a text that fills its room has no NUL
-        const int result = M0_READ(library)(page, count, sizeof text - 1, text);
-        return result == 0 ? text : "[" + std::to_string(result) + "]";
-    }
-};
 
 const char *const kFramings[] = {"0", "1"};
 
@@ -406,50 +305,6 @@ TEST(UltralightRound, ACardThatDoesNotKnowTheKeyIsFoundOut)
     round.PowerOnM0();
     EXPECT_EQ(-5103, M0_VERIFY_KEY(round.library)(32, kDeliveryKey));
     EXPECT_EQ(-5002, M0_POWER_OFF(round.library)()) << "the call has powered it off";
-}
-
-TEST(UltralightRound, AKeyIsDownloadedAndHolds)
-{
-    const Round round("ultralight-c");
-    round.PowerOnM0();
-    EXPECT_EQ(0, M0_DOWN_KEY(round.library)(32, kOtherKey));
-    const nlohmann::json memory = round.Memory();
-    EXPECT_EQ(kOtherKey, memory["key"]);
-    EXPECT_EQ("07060504", memory["pages"][0x2C]);
-    EXPECT_EQ("03020100", memory["pages"][0x2D]);
-    EXPECT_EQ("0F0E0D0C", memory["pages"][0x2E]);
-    EXPECT_EQ("0B0A0908", memory["pages"][0x2F]);
-    EXPECT_EQ(0, M0_VERIFY_KEY(round.library)(32, kOtherKey));
-    round.PowerOnM0();
-    EXPECT_EQ(-5105, M0_VERIFY_KEY(round.library)(32, kDeliveryKey));
-}
-
-TEST(UltralightRound, ACardTakenAwayInTheMiddleOfADownloadHasSomePagesWritten)
-{
-    const Round round("ultralight-c");
-    round.PowerOnM0();
-    EXPECT_EQ("ok", round.Control("remove contactless after 2"));
-    EXPECT_EQ(-5105, M0_DOWN_KEY(round.library)(32, kOtherKey));
-    const std::string trace = round.Control("trace");
-    EXPECT_THAT(trace, HasSubstr("M0 write page 2D"));
-    EXPECT_THAT(trace, HasSubstr("M0 write page 2C"));
-    EXPECT_THAT(trace, HasSubstr("M0 write page 2F"));
-    EXPECT_THAT(trace, Not(HasSubstr("M0 write page 2E")));
-    EXPECT_THAT(trace, HasSubstr("card \"fresh\" taken out, contactless"));
-}
-
-TEST(UltralightRound, AHalfDownloadedKeyIsAMixture)
-{
-    const Round round("ultralight-c");
-    round.PowerOnM0();
-    EXPECT_EQ("ok", round.Control("fault status A2 after 2"));
-    EXPECT_EQ(-5105, M0_DOWN_KEY(round.library)(32, kOtherKey));
-    // The reader wrote the third page although it said no.
-    EXPECT_EQ("000102030405060708090A0B554F5946", round.Memory()["key"].get<std::string>());
-    round.PowerOnM0();
-    EXPECT_EQ(-5105, M0_VERIFY_KEY(round.library)(32, kOtherKey));
-    round.PowerOnM0();
-    EXPECT_EQ(0, M0_VERIFY_KEY(round.library)(32, "000102030405060708090A0B554F5946"));
 }
 
 TEST(UltralightRound, HostileAnswersStayWithinTheCallersBuffer)
