@@ -9,6 +9,7 @@ import check_config  # noqa: E402
 import check_exports  # noqa: E402
 import check_layers  # noqa: E402
 import check_manual  # noqa: E402
+import check_null_arguments  # noqa: E402
 
 
 def layer_problems(files):
@@ -72,6 +73,8 @@ def main():
 
     assert check_exports.differences([("a", ["x", "y"]), ("b", ["x"])]) == ["b lacks y"]
     assert check_exports.differences([("a", ["x", "x"]), ("b", ["x"])]) == ["a names x twice"]
+
+    assert check_null_arguments.missing({"A", "B", "DES"}, "EXPECT_EQ(0, A(nullptr))") == ["B"]
 
     right = ("; all\n[devcfg]\n" + "".join(f"; why\n{k}={v}\n" for k, v in
              check_config.SETTINGS["devcfg"].items()) + "[log]\n" + "".join(
