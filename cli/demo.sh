@@ -3,10 +3,17 @@
 # magnetic stripe and an identity card; then other cards make whole online transactions with the
 # virtual issuer.
 # usage: cli/demo.sh BUILD_DIRECTORY   (./run demo builds first)
+#        demo.sh --installed           (the programs of the search path; without the photo)
 set -euo pipefail
 
-build=$(cd "${1:?usage: cli/demo.sh BUILD_DIRECTORY}" && pwd)
-vantor=$build/bin/vantor
+if [ "${1:?usage: cli/demo.sh BUILD_DIRECTORY | --installed}" = --installed ]; then
+    build=
+    programs=
+else
+    build=$(cd "$1" && pwd)
+    programs=$build/bin/
+fi
+vantor=${programs}vantor
 work=$(mktemp -d)
 reader_pid=
 failed=0
@@ -100,7 +107,7 @@ print(json.loads(sys.stdin.read().split(" ", 1)[1])["contact"]["0"]["card"])'
 # ---- the reader ----
 
 mkfifo "$work/ready"
-"$build/bin/vantor-reader" --quiet --control "$work/control" >"$work/ready" &
+"${programs}vantor-reader" --quiet --control "$work/control" >"$work/ready" &
 reader_pid=$!
 if ! read -r word port path <"$work/ready" || [ "$word" != ready ]; then
     echo "the virtual reader did not start" >&2
@@ -151,14 +158,19 @@ step mag read
 # The photo's libraries are looked for in the tool's working directory. The converter is real; the
 # decoder is a stand-in that draws a portrait from the photo's bytes, since the real one is no part
 # of this project.
-heading "read an identity card, its photo as BMP and as PNG"
-cp "$build/tests/standins/libwlt.so" "$build/lib/libPicConvert.so" "$work/" \
-    || failed=$((failed + 1))
-cd "$work"
-step id read --photo "$build/photo.bmp"
-step id read --photo "$build/photo.png"
-cd "$OLDPWD"
-echo "look at it: $build/photo.png (drawn by a stand-in for the photo decoder)"
+if [ -n "$build" ]; then
+    heading "read an identity card, its photo as BMP and as PNG"
+    cp "$build/tests/standins/libwlt.so" "$build/lib/libPicConvert.so" "$work/" \
+        || failed=$((failed + 1))
+    cd "$work"
+    step id read --photo "$build/photo.bmp"
+    step id read --photo "$build/photo.png"
+    cd "$OLDPWD"
+    echo "look at it: $build/photo.png (drawn by a stand-in for the photo decoder)"
+else
+    heading "read an identity card"
+    step id read
+fi
 
 heading "an online transaction: a card with keys, the virtual issuer verifies and approves"
 control swap contact '{"kind": "reference", "file": "online.json", "card": "online-1"}' >/dev/null
@@ -184,13 +196,13 @@ step ic log --interface terminal --contactless
 
 heading "what next"
 cat <<EOF
-In one terminal:   $build/bin/vantor-reader --control /tmp/reader.sock
+In one terminal:   ${programs}vantor-reader --control /tmp/reader.sock
 In another one:    export VANTOR_PORT=pts/N      (the name that it prints)
                    $vantor ic apdu 00A404000E315041592E5359532E444446303100
                    $vantor ic info --json
                    $vantor config set Iccmd 1    (the reader's other command set)
                    $vantor ic detect
-                   $build/bin/vantor-issuer --help      (the issuer by itself)
+                   ${programs}vantor-issuer --help      (the issuer by itself)
                    $vantor mag number
                    $vantor id read --json
 More: docs/tool.md, docs/virtual-reader.md, vantor --help

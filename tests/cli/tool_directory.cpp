@@ -12,7 +12,14 @@ ToolDirectory::ToolDirectory(const std::string &configIni)
     fs::create_directory(scratch.path + "/bin");
     fs::create_directory(scratch.path + "/lib");
     fs::copy_file(VANTOR_BIN_DIR "/vantor", scratch.path + "/bin/vantor");
-    fs::copy_file(VANTOR_LIBRARY, scratch.path + "/lib/libvantor.so");
+    // The file, and the links to it: the tool asks for the library by its soname.
+    const fs::path library = VANTOR_LIBRARY;
+    for (const fs::directory_entry &entry : fs::directory_iterator(library.parent_path()))
+    {
+        const std::string name = entry.path().filename();
+        if (name.rfind(library.filename(), 0) == 0)
+            fs::copy(entry.path(), scratch.path + "/lib/" + name, fs::copy_options::copy_symlinks);
+    }
     if (configIni.empty())
         fs::copy_file(VANTOR_SOURCE_DIR "/config/config.ini", ConfigPath());
     else

@@ -10,6 +10,7 @@ import check_exports  # noqa: E402
 import check_layers  # noqa: E402
 import check_manual  # noqa: E402
 import check_null_arguments  # noqa: E402
+import check_packaging  # noqa: E402
 
 
 def layer_problems(files):
@@ -84,6 +85,17 @@ def main():
                   right.replace("; why\nIdBaud", "IdBaud"), right.replace("\n", "\r\n"),
                   ";\n" * 21 + right, right.replace("[log]", ";\n" * 20 + "[log]")):
         assert check_config.problems_in(wrong), wrong
+
+    assert check_packaging.listed_symbols('libx.so.2 x #MINVER#\n (c++)"f(int)@Base" 1.0\n '
+                                          'g@Base 1.0\n') == ("libx.so.2", ["f(int)", "g"])
+    rules = "".join(f'SUBSYSTEM=="{kind}", ATTR{{idVendor}}=="12ab", ATTR{{idProduct}}=="34cd", '
+                    'MODE="0660", GROUP="vantor", TAG+="uaccess"\n' for kind in ("usb", "hidraw"))
+    assert not check_packaging.rule_problems("60-x.rules", rules, "12ab", "34cd")
+    for name, wrong in (("73-x.rules", rules), ("60-x.rules", rules.replace("12ab", "12AB")),
+                        ("60-x.rules", rules.replace("34cd", "34ce", 1)),
+                        ("60-x.rules", rules.replace("hidraw", "usb")),
+                        ("60-x.rules", rules.replace('GROUP="vantor", ', ""))):
+        assert check_packaging.rule_problems(name, wrong, "12ab", "34cd"), wrong
     return 0
 
 

@@ -122,6 +122,10 @@ class Archive:
         self.directory(os.path.dirname(name))
         self._entry(name, stat.S_IFREG | mode, data)
 
+    def link(self, name, target):
+        self.directory(os.path.dirname(name))
+        self._entry(name.strip("/"), stat.S_IFLNK | 0o777, target.encode())
+
     def device(self, name, major, minor):
         self.directory(os.path.dirname(name))
         self._entry(name.strip("/"), stat.S_IFCHR | 0o600, device=(major, minor))
@@ -170,7 +174,12 @@ def write_archive(options, programs, path):
     for module in sorted((pathlib.Path(options.machine) / "modules").iterdir()):
         archive.add(f"modules/{module.name}", module.read_bytes())
     # The programs find their files where they were built: the same paths lead to them here.
-    files = [build / "bin/vantor-reader", build / "lib/libvantor.so"]
+    files = [build / "bin/vantor-reader"]
+    for path in sorted((build / "lib").glob("libvantor.so*")):
+        if path.is_symlink():
+            archive.link(str(path), os.readlink(path))
+        else:
+            files.append(path)
     files += [build / "tests" / program.name for program in programs]
     libraries = {}
     for file in files:

@@ -1,0 +1,2 @@
+# find_package(vantor) gives the target vantor::vantor.
+include(${CMAKE_CURRENT_LIST_DIR}/vantorTargets.cmake)
