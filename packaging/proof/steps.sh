@@ -275,7 +275,8 @@ check_examples() {
             \$(pkg-config --cflags --libs vantor) -o work/$(basename "$example" .c)"
     done
     must teller sh -c "cmake -S $examples -B work/examples && cmake --build work/examples"
-    for example in work/card_data work/examples/examples/cpp/card_data \
+    for example in work/card_data \
+        "work/examples/examples/cpp/card_data /opt/vantor/libvantor.so" \
         "python3 $examples/python/card_data.py"; do
         must teller env LIBVANTOR=/opt/vantor/libvantor.so bash -c '
             mkfifo ready
