@@ -45,7 +45,7 @@ def environment():
 
 
 def options(target):
-    words = [f"-max_len={LONGEST.get(target, 4096)}", "-timeout=10", "-rss_limit_mb=2048"]
+    words = [f"-max_len={LONGEST.get(target, 4096)}", "-timeout=60", "-rss_limit_mb=2048"]
     if target in DICTIONARIES:
         words.append(f"-dict={HERE / DICTIONARIES[target]}.dict")
     return words
@@ -109,7 +109,7 @@ def keep(build, name):
         for path in pathlib.Path(named).iterdir():
             shutil.copy(path, merged)
         command = [build / "tests" / f"fuzz_{name}", "-set_cover_merge=1", "-use_counters=0",
-                   f"-max_len={LARGEST_KEPT}", "-timeout=10", merged, corpus,
+                   f"-max_len={LARGEST_KEPT}", "-timeout=60", merged, corpus,
                    build / "corpus" / name]
         result = subprocess.run([str(word) for word in command], env=environment(),
                                 capture_output=True, text=True, errors="replace")

@@ -261,8 +261,9 @@ def calls_of(file):
 
 def step(name, arguments=b"", begin=0x10):
     """A call of whole_session whose every answer is as it should be."""
-    tables = ["transport", "link", "operations", "pboc", "business", "support"]
-    choice = [4, 3, 2, 1, 0, 5, 4, 4]
+    tables = ["transport", "link", "operations", "pboc", "business", "support",
+              "cards"]
+    choice = [4, 3, 2, 1, 0, 5, 6, 4]
     for number, table in enumerate(tables):
         names = calls_of(f"whole_session_{table}.cpp")
         if name in names:

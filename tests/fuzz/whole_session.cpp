@@ -170,9 +170,10 @@ void CheckThatTheNextCallWorks(Chain *chain, Input *input)
 void MakeCall(Session *session)
 {
     static const CallTable tables[] = {TransportCalls(), LinkCalls(),     OperationCalls(),
-                                       PbocCalls(),      BusinessCalls(), SupportCalls()};
+                                       PbocCalls(),      BusinessCalls(), SupportCalls(),
+                                       CardCalls()};
     // A session is about cards more than about anything else.
-    static const uint8_t choice[] = {4, 3, 2, 1, 0, 5, 4, 4};
+    static const uint8_t choice[] = {4, 3, 2, 1, 0, 5, 6, 4};
     const CallTable &table = tables[choice[session->input->Byte() % sizeof choice]];
     const Call &call = table.calls[session->input->Byte() % table.count];
     static const bool shows = std::getenv("VANTOR_FUZZ_SHOW") != nullptr;

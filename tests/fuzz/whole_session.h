@@ -49,6 +49,7 @@ CallTable LinkCalls();
 CallTable OperationCalls();
 CallTable PbocCalls();
 CallTable BusinessCalls();
+CallTable CardCalls();
 CallTable SupportCalls();
 
 template <size_t count>
@@ -56,6 +57,12 @@ CallTable TableOf(const Call (&calls)[count])
 {
     return {calls, count};
 }
+
+// Texts of the input's, or ones that take a call further: a transaction, an application, an
+// issuer's answer.
+std::string TransactionText(Session *session);
+std::string AidText(Session *session);
+std::string IssuerText(Session *session);
 
 // Puts the settings and the log back where a session has them.
 void PutPathsBack();
