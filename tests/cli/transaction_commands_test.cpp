@@ -164,6 +164,7 @@ TEST(ToolIcTransaction, ThatIsNotApprovedIsAFailure)
             desk.Transaction(each.amount, {"--interface", each.callSet, "--json"});
         EXPECT_EQ(result.status, 1);
         const json document = Parsed(result);
+        ASSERT_TRUE(document.at("result").contains("outcome")) << document;
         EXPECT_EQ(document.at("result").at("outcome"), each.outcome);
         EXPECT_EQ(document.at("error").at("message"), each.message);
         EXPECT_EQ(document.at("error").contains("call"), each.call != nullptr);
