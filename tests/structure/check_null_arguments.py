@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
-"""Every exported call that takes a pointer is made with null by the test of null arguments.
+"""Every exported call that takes a pointer is made with null by the tests of null arguments.
 
-check_null_arguments.py COMPILER INCLUDE TEST
+check_null_arguments.py COMPILER INCLUDE TEST...
 """
+import pathlib
 import re
 import subprocess
 import sys
@@ -33,10 +34,9 @@ def missing(calls, test):
 
 
 def main():
-    compiler, include, test = sys.argv[1:]
+    compiler, include, *tests = sys.argv[1:]
     calls = calls_with_pointers(compiler, include)
-    with open(test) as file:
-        problems = missing(calls, file.read())
+    problems = missing(calls, "".join(pathlib.Path(test).read_text() for test in tests))
     for call in problems:
         print(f"no test makes {call} with a null pointer")
     print(f"{len(calls)} calls take pointers")
