@@ -157,7 +157,10 @@ def stripped(path, cache):
     cache.mkdir(parents=True, exist_ok=True)
     result = cache / path.name
     if not result.exists() or result.stat().st_mtime_ns < path.stat().st_mtime_ns:
-        subprocess.run([CROSS + "strip", "--strip-debug", "-o", result, path], check=True)
+        # Both machines are packed at the same time: neither may find half a file of the other's.
+        with tempfile.NamedTemporaryFile(dir=cache, delete=False) as scratch:
+            subprocess.run([CROSS + "strip", "--strip-debug", "-o", scratch.name, path], check=True)
+        os.replace(scratch.name, result)
     return result
 
 
@@ -276,10 +279,6 @@ def run(options):
         archived = time.monotonic()
         size = os.path.getsize(initrd.name)
         console, status = boot(options, initrd.name)
-        if not console:
-            # Seen once in hundreds of runs: QEMU was gone before the kernel had said a word.
-            print(f"{QEMU} ended with status {status} before the kernel started; once more")
-            console, status = boot(options, initrd.name)
     for name, (text, status, seconds, host) in split(console).items():
         (results / f"{name}.txt").write_text(text + "\n")
         (results / f"{name}.status").write_text(f"{status}\n")
