@@ -48,7 +48,8 @@ def main():
     options = parser.parse_args()
     source = pathlib.Path(options.source)
 
-    library, listed = listed_symbols((source / "packaging/debian/libvantor.symbols").read_text())
+    symbols = (source / "packaging/debian/libvantor.symbols").read_text()
+    library, listed = listed_symbols(symbols)
     lines = run(options.nm, "-D", "-C", "--defined-only", options.library).splitlines()
     exported = [line.split(maxsplit=2)[2].split("@")[0] for line in lines]
     problems = differences([("libvantor.symbols", listed), ("the library", exported)])
@@ -60,6 +61,9 @@ def main():
                        ("libvantor.abi", abi)):
         if name != soname:
             problems.append(f"the library is {soname}, {what} says {name}")
+
+    if f"libvantor (<< {int(major) + 1}~)" not in symbols.splitlines()[0]:
+        problems.append("libvantor.symbols does not keep hosts from the next soname")
 
     reader = (source / "src/link/transaction.cpp").read_text()
     ids = [re.search(rf"kDefault{which} = 0x(\w+);", reader).group(1).lower()
