@@ -77,11 +77,14 @@ VANTOR_API int BO_ICGenARQC(int mode, const char *transactionText, int outSize, 
  *                     "10", "11" a TC; "01", "02" after a referral; any other an AAC
  *   outSize           the size of scriptResult
  *   scriptResult      gets a text and a NUL, "DF31052000000000": behind DF3105 a digit ('1' failed
- *                     or not run, '2' done), the number of the failing command (0 to F, F also for
- *                     those behind it), and the script identifier 9F18, eight digits. Room for 17
- *                     bytes; for 1023 when the issuer may send an identifier of more than four
- *                     bytes, of which outSize cuts what does not fit. It is there after a failure
- *                     too, once the texts are accepted
+ *                     or not run, '2' done), a sequence digit, and the script identifier 9F18,
+ *                     eight digits. The sequence digit is 0 unless the last command failed by the
+ *                     card's word: then it is one more than the number of commands that the card
+ *                     answered, the refused ones too (2 when it refuses the only command; F from 14
+ *                     commands on, and for the warning 6283). Room for 17 bytes; for 1023 when the
+ *                     issuer may send an identifier of more than four bytes, of which outSize cuts
+ *                     what does not fit. It is there after a failure too, once the texts are
+ *                     accepted
  *   reserved          not used
  *   tcHex             gets the card's answer as hexadecimal text, no NUL: room for 1012 characters
  *

@@ -8,6 +8,7 @@
 #include "api/hex_text.h"
 #include "api/kept_application_data.h"
 #include "api/transaction_input.h"
+#include "pboc/cryptogram.h"
 #include "pboc/data_object_list.h"
 #include "pboc/tlv.h"
 #include "vantor/business.h"
@@ -29,7 +30,6 @@ constexpr Tag kScriptIdentifier = {{0x9F, 0x18}, 2};
 constexpr Tag kScriptBefore = {{0x71}, 1}; // to be run before the final GENERATE AC, and
 constexpr Tag kScriptAfter = {{0x72}, 1};  // behind it: here both run at the end
 constexpr Tag kInformationData = {{0x9F, 0x27}, 2};
-constexpr Tag kCryptogram = {{0x9F, 0x26}, 2};
 
 const char kNoScriptYet[] = "DF31051000000000";
 constexpr int kResultDigit = 6;   // '1' failed or not run, '2' done
@@ -56,6 +56,7 @@ struct Completion
     int32_t listDataLength;
     uint8_t answer[kResponseArea]; // to the second GENERATE AC
     int32_t answerLength;
+    CryptogramFormat answerFormat;
 };
 
 using CompletionStep = Step<Completion>;
@@ -218,25 +219,24 @@ SecondRequest ChooseRequest(const uint8_t *responseCode)
     return kDeclined;
 }
 
-// The cryptogram information data: 9F27 in format 2, the first byte in format 1. A format 2 answer
-// without it tells nothing and counts as an AAC. The lengths are looked at because the random bytes
-// of a format 1 answer may happen to look like a tag.
+// The cryptogram information data: the first byte in format 1, 9F27 in format 2. An answer without
+// it tells nothing and counts as an AAC.
 uint8_t InformationData(const Completion &call)
 {
+    if (call.answerFormat == CryptogramFormat::kOne)
+        return call.answer[0]; // 00 when the value is empty
     TlvObject object{};
-    if (FindObject(kInformationData, call.answer, call.answerLength, &object) && object.length == 1)
-        return call.answer[object.offset];
-    const bool format2 =
-        FindObject(kCryptogram, call.answer, call.answerLength, &object) && object.length == 8;
-    return format2 ? 0 : call.answer[0];
+    const bool found = FindObject(kInformationData, call.answer, call.answerLength, &object);
+    return found && object.length == 1 ? call.answer[object.offset] : uint8_t{0};
 }
 
 int GenerateSecondCryptogram(Completion *call)
 {
     constexpr uint8_t kKindOfCryptogram = 0xC0; // 00 AAC, 40 TC, 80 ARQC
     const SecondRequest request = ChooseRequest(ResponseCode(*call));
-    if (PBOC_GenerateAC(&context, call->cardType, request.referenceControl, call->listData,
-                        call->listDataLength, call->answer, &call->answerLength) != 0)
+    if (GenerateCryptogram(&context, call->cardType, request.referenceControl, call->listData,
+                           call->listDataLength, call->answer, &call->answerLength,
+                           &call->answerFormat) != 0)
         return Fail("PBOC_GenerateAC Error!\r\n", request.refused);
     const bool isAac = (InformationData(*call) & kKindOfCryptogram) == 0;
     return isAac ? request.declined : 0;

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "pboc/card_command.h"
+#include "pboc/cryptogram.h"
 #include "pboc/tlv.h"
 #include "vantor/support.h"
 
@@ -19,10 +20,13 @@ constexpr Tag kFormat2 = {{0x77}, 1};
 constexpr Tag kScriptCommand = {{0x86}, 1};
 
 // The value of a format 1 answer, or the contents of a format 2 template as far as they are there.
-bool FindCryptogramData(const uint8_t *answer, int answerLength, TlvObject *data)
+bool FindCryptogramData(const uint8_t *answer, int answerLength, TlvObject *data,
+                        CryptogramFormat *format)
 {
+    *format = CryptogramFormat::kOne;
     if (FindObject(kFormat1, answer, answerLength, data))
         return true;
+    *format = CryptogramFormat::kTwo;
     if (!FindObject(kFormat2, answer, answerLength, data))
         return false;
     // The search takes a template for empty; its length, one byte here, stands before its contents.
@@ -53,9 +57,9 @@ int SendScriptCommand(DEVCONTEXT *deviceContext, int cardType, const uint8_t *by
 
 } // namespace
 
-int PBOC_GenerateAC(DEVCONTEXT *deviceContext, int cardType, unsigned char referenceControl,
-                    const unsigned char *data, int dataLength, unsigned char *result,
-                    int32_t *resultLength)
+int GenerateCryptogram(DEVCONTEXT *deviceContext, int cardType, unsigned char referenceControl,
+                       const unsigned char *data, int dataLength, unsigned char *result,
+                       int32_t *resultLength, CryptogramFormat *format)
 {
     CardCommand command;
     CardResponse response;
@@ -67,11 +71,20 @@ int PBOC_GenerateAC(DEVCONTEXT *deviceContext, int cardType, unsigned char refer
     const int outcome = Transmit(deviceContext, cardType, &command, &response);
     if (outcome != 0)
         return outcome;
-    if (!FindCryptogramData(response.bytes, DataLength(response), &cryptogram))
+    if (!FindCryptogramData(response.bytes, DataLength(response), &cryptogram, format))
         return kCommandFailed;
     memcpy(result, response.bytes + cryptogram.offset, static_cast<size_t>(cryptogram.length));
     *resultLength = cryptogram.length;
     return 0;
+}
+
+int PBOC_GenerateAC(DEVCONTEXT *deviceContext, int cardType, unsigned char referenceControl,
+                    const unsigned char *data, int dataLength, unsigned char *result,
+                    int32_t *resultLength)
+{
+    CryptogramFormat format;
+    return GenerateCryptogram(deviceContext, cardType, referenceControl, data, dataLength, result,
+                              resultLength, &format);
 }
 
 int PBOC_ExternalAuth(DEVCONTEXT *deviceContext, int cardType, const unsigned char *data,

@@ -116,9 +116,31 @@ TEST(Completion, ARefusalIsNoticedInBothFormats)
                            Row{"7716 9F36020002 9F26081122334455667788 9F2701 09 9000", -4114},
                            Row{"7716 9F36020002 9F26081122334455667788 9F2701 80 9000", 0},
                            Row{"7710 9F36020002 9F26081122334455667788 9000", -4114},
+                           Row{"7705 9F36020002 9000", -4114}, Row{"7705 9F27024040 9000", -4114},
                            Row{"800B 49 0002 1122334455667788 9000", 0},
                            Row{"800B 3F 0002 1122334455667788 9000", -4114}, Row{"8001 40 9000", 0},
                            Row{"8000 9000", -4114}})
+    {
+        SCOPED_TRACE(row.answer);
+        ScriptedReader reader;
+        AskSecond(&reader.script, kApproval, "40", row.answer).PowerOff();
+        reader.PlugAndOpen();
+        KeepList(reader);
+        EXPECT_EQ(row.code, Complete(reader.library, kApproval).result);
+    }
+}
+
+TEST(Completion, BytesOfAFormat1AnswerThatLookLikeTagsAreNotJudged)
+{
+    struct Row
+    {
+        const char *answer;
+        int code;
+    };
+    // As tags: 40 (no bytes), 02 (one byte, 11), 9F27 (one byte, 00 or 40); and one with 9F26.
+    for (const Row &row : {Row{"800B 40 0002 0111 9F270100 7788 9000", 0},
+                           Row{"800B 00 0002 0111 9F270140 7788 9000", -4114},
+                           Row{"8010 40 0002 00 9F2608 1122334455667788 01 9000", 0}})
     {
         SCOPED_TRACE(row.answer);
         ScriptedReader reader;
@@ -168,7 +190,7 @@ TEST(Completion, SecondAnswersOfEveryLengthAreTakenOrRefused)
                 .PowerOff();
             if (second && length > 255)
                 expected.push_back("-4112"); // a template with a two-byte length is not entered
-            else if (length == 0)
+            else if (length < (second ? 4u : 1u))
                 expected.push_back("-4114"); // nothing that would say it is a TC
             else
                 expected.push_back(value);
