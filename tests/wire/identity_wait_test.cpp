@@ -30,6 +30,7 @@ struct Clock
     int pauses = 0;
     bool onlyTenths = true; // every pause was one of 100 ms
     std::function<void(int pause)> onPause;
+    std::function<void()> onReset; // behind the module's reset
 };
 
 Clock g_clock;
@@ -53,6 +54,16 @@ extern "C" time_t time(time_t *result) noexcept
     if (result != nullptr)
         *result = now;
     return now;
+}
+
+// The linker wraps it for this program.
+extern "C" int __real_ID_ResetCard(DEVCONTEXT *deviceContext, uint32_t timeoutMs);
+extern "C" int __wrap_ID_ResetCard(DEVCONTEXT *deviceContext, uint32_t timeoutMs)
+{
+    const int result = __real_ID_ResetCard(deviceContext, timeoutMs);
+    if (g_clock.onReset)
+        g_clock.onReset();
+    return result;
 }
 
 namespace
@@ -213,6 +224,19 @@ TEST_F(IdentityWait, ACancelFromBeforeCountsForNothing)
     FoundAndRead();
     EXPECT_EQ(0, Read(30));
     EXPECT_EQ(0, g_IsCancelWait);
+}
+
+TEST_F(IdentityWait, BeginsBehindTheReset)
+{
+    g_clock.onReset = []
+    {
+        BO_CancelWait();
+        g_clock.microseconds += 60000000;
+    };
+    NoCard(1);
+    FoundAndRead(); // at 0.9 s of the one
+    EXPECT_EQ(0, Read(1));
+    EXPECT_EQ(9, g_clock.pauses);
 }
 
 TEST_F(IdentityWait, OnlyTheValueOneCancels)
