@@ -350,7 +350,8 @@ static int Run(int count, char **words)
     }
     catch (const CLI::Success &wanted) // --help, --version
     {
-        return app.exit(wanted);
+        app.exit(wanted);
+        return Finish({});
     }
     catch (const CLI::ParseError &wrong)
     {

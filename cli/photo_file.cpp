@@ -113,7 +113,7 @@ PhotoTrouble ExplainPhoto(int code, const std::string &path)
     case -1000:
         return Lacking(kDecoder, "unpack");
     case -3:
-        return {"no photo: the decoder refused the photo of this card",
+        return {"no photo: the decoder refused the photo of this card, or the disk is full",
                 "leave the card in place and read again; does the card hold a photo?"};
     case -1009:
         return Missing(kConverter,

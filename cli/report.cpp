@@ -84,13 +84,14 @@ int Finish(const Report &report)
 
 int PrintWrongUse(bool json, const std::string &message)
 {
-    if (json)
+    if (!json)
+        fprintf(stderr, "vantor: %s\ntry: vantor --help\n", message.c_str());
+    else
         PrintJson({{"command", nullptr},
                    {"ok", false},
                    {"result", Json::object()},
                    {"error", {{"kind", "usage"}, {"message", message}}}});
-    else
-        fprintf(stderr, "vantor: %s\ntry: vantor --help\n", message.c_str());
+    (void)OutputIsLost(); // it is wrong use all the same
     return kWrongUse;
 }
 

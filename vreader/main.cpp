@@ -2,6 +2,8 @@
 #include "vreader/running_reader.h"
 
 #include <CLI/CLI.hpp>
+#include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <poll.h>
@@ -12,7 +14,7 @@ namespace
 {
 
 constexpr int kDone = 0;
-constexpr int kCannotStart = 1;
+constexpr int kFailed = 1;
 constexpr int kWrongUse = 2;
 
 constexpr char kExamples[] = R"(Examples:
@@ -102,7 +104,7 @@ int Printed()
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
         return kDone;
     std::perror("vantor-reader: the output could not be written");
-    return kCannotStart;
+    return kFailed;
 }
 
 int ListProfiles()
@@ -119,20 +121,44 @@ int PrintProfile(const std::string &name)
     {
         std::fprintf(stderr, "vantor-reader: no built-in profile \"%s\" (see --list-profiles)\n",
                      name.c_str());
-        return kCannotStart;
+        return kFailed;
     }
     std::fwrite(text->data(), 1, text->size(), stdout);
     return Printed();
 }
 
-// A reader that can show nothing any more, since what read its output has ended, ends as well.
-void PrintLine(const std::string &line, int quitSignal)
+// A reader that can show nothing any more ends: what read its output has ended, or the disk is
+// full.
+struct Output
 {
-    if (std::printf("%s\n", line.c_str()) < 0 || std::fflush(stdout) != 0)
-        vreader::Wake(quitSignal);
+    int quitSignal = -1;
+    std::atomic<int> trouble{0}; // an error number
+};
+
+void Arrive(bool printed, Output *output)
+{
+    if (printed && std::fflush(stdout) == 0)
+        return;
+    output->trouble = errno;
+    vreader::Wake(output->quitSignal);
 }
 
-void PrintGreeting(const vreader::RunningReader *reader, const CommandLine &line)
+void PrintLine(const std::string &line, Output *output)
+{
+    Arrive(std::printf("%s\n", line.c_str()) >= 0, output);
+}
+
+// Whoever ended has seen enough; a disk that is full has not.
+int Ended(const Output &output)
+{
+    if (output.trouble == 0 || output.trouble == EPIPE)
+        return kDone;
+    errno = output.trouble;
+    std::perror("vantor-reader: the output could not be written");
+    return kFailed;
+}
+
+void PrintGreeting(const vreader::RunningReader *reader, const CommandLine &line, Output *output)
 {
     const std::string terminal = vreader::TerminalName(reader);
     char ids[16];
@@ -140,7 +166,7 @@ void PrintGreeting(const vreader::RunningReader *reader, const CommandLine &line
                   line.usbOptions.productId);
     PrintLine(line.usb ? "ready USB " + std::string(ids)
                        : "ready " + terminal.substr(5) + " " + terminal,
-              reader->quitSignal);
+              output);
     if (line.quiet)
         return;
     const std::lock_guard<std::mutex> guard(reader->lock);
@@ -171,8 +197,7 @@ void PrintGreeting(const vreader::RunningReader *reader, const CommandLine &line
                     swipe.card->label.c_str(), swipe.afterMs);
     if (!line.reader.controlSocket.empty())
         std::printf("control      %s\n", line.reader.controlSocket.c_str());
-    std::printf("quit with Ctrl-C\n");
-    std::fflush(stdout);
+    PrintLine("quit with Ctrl-C", output);
 }
 
 int BlockEndingSignals()
@@ -191,7 +216,7 @@ int Run(CommandLine *line)
     // Before any thread exists, so that all of them leave these signals to this one.
     const int signals = BlockEndingSignals();
     std::string error;
-    int quitSignal = -1;
+    Output output;
     std::mutex printing; // the greeting stands above the first line of the trace
     bool greeted = false;
     if (!line->quiet)
@@ -199,14 +224,14 @@ int Run(CommandLine *line)
         {
             const std::lock_guard<std::mutex> guard(printing);
             if (greeted)
-                PrintLine(line->traceFull ? text : vreader::Shortened(text), quitSignal);
+                PrintLine(line->traceFull ? text : vreader::Shortened(text), &output);
         };
     std::unique_lock<std::mutex> greeting(printing);
     vreader::RunningReader *reader =
         line->usb ? vreader::StartUsbReader(line->reader, line->usbOptions, &error)
                   : vreader::StartReader(line->reader, &error);
     if (reader != nullptr)
-        quitSignal = reader->quitSignal;
+        output.quitSignal = reader->quitSignal;
     if (reader != nullptr && !line->speak.empty())
         vreader::Control(reader, "speak " + line->speak);
     if (reader == nullptr || (!line->link.empty() && !vreader::SetLink(reader, line->link, &error)))
@@ -214,18 +239,18 @@ int Run(CommandLine *line)
         greeting.unlock();
         std::fprintf(stderr, "vantor-reader: %s\n", error.c_str());
         vreader::StopReader(reader);
-        return kCannotStart;
+        return kFailed;
     }
-    PrintGreeting(reader, *line);
+    PrintGreeting(reader, *line, &output);
     greeted = true;
     greeting.unlock();
 
-    pollfd descriptors[] = {{signals, POLLIN, 0}, {quitSignal, POLLIN, 0}};
+    pollfd descriptors[] = {{signals, POLLIN, 0}, {output.quitSignal, POLLIN, 0}};
     while (poll(descriptors, 2, -1) < 0)
     {
     }
     vreader::StopReader(reader);
-    return kDone;
+    return Ended(output);
 }
 
 } // namespace
@@ -242,7 +267,7 @@ int main(int argc, char **argv)
     }
     catch (const CLI::ParseError &problem)
     {
-        return app.exit(problem) == 0 ? kDone : kWrongUse;
+        return app.exit(problem) == 0 ? Printed() : kWrongUse;
     }
     if (line.listProfiles)
         return ListProfiles();

@@ -139,7 +139,8 @@ VANTOR_API int GMd5Encode(const char *data, int length, char *text, int capacity
 
 /* The MD5 text of a file, read in pieces of 4096 bytes until a read gives nothing or as many bytes
  * have come as the file had at first. A directory gives the digest of no data. Returns 0; -22 when
- * a pointer is null or the capacity below 32; -99 when the file cannot be opened. */
+ * a pointer is null or the capacity below 32; -99 when the file cannot be opened or not be read to
+ * its end. */
 VANTOR_API int GGetFileMd5(const char *path, char *text, int capacity)
     VANTOR_CPP_SYMBOL("_Z11GGetFileMd5PKcPci");
 

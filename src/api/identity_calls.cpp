@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string>
 
 #include "api/identity_photo.h"
 #include "api/identity_sequence.h"
@@ -96,33 +95,35 @@ void TakePhotoData(const IdentityRecord &record, uint32_t capacity, unsigned cha
     GLogI("ID_GetBmpData end, iPbLen = %d, ret = %d\r\n", static_cast<int>(given), result);
 }
 
-const char *EndingOf(const std::string &path)
+constexpr size_t kEndingLength = 4;
+
+const char *EndingOf(const char *path, size_t length)
 {
     static const char *const kEndings[] = {".jpg", ".bmp", ".png", ".gif"};
-    if (path.size() > 4)
+    if (length > kEndingLength)
         for (const char *ending : kEndings)
-            if (path.compare(path.size() - 4, 4, ending) == 0)
+            if (std::memcmp(path + length - kEndingLength, ending, kEndingLength) == 0)
                 return ending;
     return nullptr;
 }
 
-// Empty when the path gives no directory.
-std::string PhotoName(const char *name, const char *suffix, const char *path)
+// The length of the path's directory, and how the name ends; false when it gives none.
+bool TakeDirectory(const char *path, size_t *length, const char **ending)
 {
-    if (path == nullptr || *path == '\0' ||
-        strnlen(path, kLongestPhotoPath + 1) > kLongestPhotoPath)
-        return {};
-    std::string directory = path;
-    const char *ending = EndingOf(directory);
-    if (ending != nullptr)
+    *length = path != nullptr ? strnlen(path, kLongestPhotoPath + 1) : 0;
+    if (*length == 0 || *length > kLongestPhotoPath)
+        return false;
+    *ending = EndingOf(path, *length);
+    if (*ending == nullptr)
     {
-        const size_t separator = directory.rfind('\\');
-        if (separator == std::string::npos)
-            return {};
-        directory.resize(separator);
+        *ending = ".bmp";
+        return true;
     }
-    return directory + "\\" + (name != nullptr ? name : "") + suffix +
-           (ending != nullptr ? ending : ".bmp");
+    const void *separator = memrchr(path, '\\', *length);
+    if (separator == nullptr)
+        return false;
+    *length = static_cast<size_t>(static_cast<const char *>(separator) - path);
+    return true;
 }
 
 } // namespace
@@ -211,7 +212,23 @@ int BO_ModifyIdPath_YC(int kind, const char *name, const char *path, char *out)
     static const char *const kSuffixes[] = {"", "_1", "_2", "_3"};
     if (kind < 0 || kind > 3 || out == nullptr)
         return 0;
-    const std::string made = PhotoName(name, kSuffixes[kind], path);
-    std::memcpy(out, made.c_str(), made.size() + 1);
+    size_t length = 0;
+    const char *ending = nullptr;
+    if (!TakeDirectory(path, &length, &ending))
+    {
+        *out = '\0';
+        return 0;
+    }
+    // The name first: path and name may lie where the result goes.
+    const size_t nameLength = name != nullptr ? std::strlen(name) : 0;
+    char *const base = out + length + 1;
+    if (nameLength > 0)
+        std::memmove(base, name, nameLength);
+    std::memmove(out, path, length);
+    out[length] = '\\';
+    char *const end = base + nameLength;
+    const size_t suffixLength = std::strlen(kSuffixes[kind]);
+    std::memcpy(end, kSuffixes[kind], suffixLength);
+    std::memcpy(end + suffixLength, ending, kEndingLength + 1);
     return 0;
 }

@@ -141,7 +141,8 @@ int _GAppendDataToLogFile(const char *path, const char *text, uint32_t length)
     pthread_mutex_lock(&fileMutex);
     if (path == nullptr || text == nullptr || length == 0)
         return kBadArgument;
-    const int file = open(path, O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+    const int file =
+        Uninterrupted([=] { return open(path, O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0666); });
     if (file < 0)
         return kCannotOpen;
     const size_t written = WriteFully(file, text, length);

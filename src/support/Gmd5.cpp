@@ -1,5 +1,6 @@
 // MD5 (RFC 1321) and its text, of a buffer and of a file.
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -242,6 +243,11 @@ int GGetFileMd5(const char *path, char *text, int capacity)
         MD5Update(&md5, piece, static_cast<unsigned>(count));
         total += static_cast<int64_t>(count);
     } while (total < size);
+    // A digest of less than the file would look like that of another file. A directory gives no
+    // data, and the digest of none. Deliberate.
+    const bool unread = ferror(file) != 0 && errno != EISDIR;
     GCloseFile(file);
+    if (unread)
+        return kFailure;
     return FinishText(&md5, text, capacity);
 }

@@ -1,9 +1,20 @@
-// Writing to an open file.
+// System calls that a signal does not end, and writing to an open file.
 #pragma once
 
 #include <cerrno>
 #include <cstddef>
 #include <unistd.h>
+
+// The host's signals are its own business: a call that one of them interrupts is made again.
+template <typename Call>
+auto Uninterrupted(const Call &call)
+{
+    decltype(call()) result;
+    do
+        result = call();
+    while (result < 0 && errno == EINTR);
+    return result;
+}
 
 // Writes everything, in one system call where the system takes it in one; returns how much was
 // written.

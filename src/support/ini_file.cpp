@@ -4,6 +4,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "support/file_io.h"
+
 namespace
 {
 
@@ -57,8 +59,9 @@ bool ReadEntryOfSection(IniReader *reader, const IniQuery &query, char *value)
 
 } // namespace
 
-// Keeps what is unread and reads on behind it. A short read of a regular file is its end: asking
-// again would cost every settings read a system call.
+// Keeps what is unread and reads on behind it. A short read that ends with a line is the end of the
+// file: asking again would cost every settings read a system call. One that ends in the middle of a
+// line may be no end; and when the rest of a line cannot be read, its beginning does not count.
 void RefillIniReader(IniReader *reader)
 {
     const size_t kept = reader->end - reader->begin;
@@ -66,13 +69,11 @@ void RefillIniReader(IniReader *reader)
     reader->begin = 0;
     reader->end = kept;
     const size_t room = sizeof(reader->buffer) - kept;
-    ssize_t got;
-    do
-        got = read(reader->file, reader->buffer + kept, room);
-    while (got < 0 && errno == EINTR);
-    if (got > 0)
-        reader->end += static_cast<size_t>(got);
-    reader->atEnd = got < static_cast<ssize_t>(room);
+    const ssize_t got =
+        Uninterrupted([=] { return read(reader->file, reader->buffer + kept, room); });
+    reader->end = got < 0 ? 0 : kept + static_cast<size_t>(got);
+    reader->atEnd =
+        got <= 0 || (static_cast<size_t>(got) < room && reader->buffer[reader->end - 1] == '\n');
 }
 
 // Update mode although nothing is written: a file that may not be written counts as missing.
@@ -80,7 +81,7 @@ void RefillIniReader(IniReader *reader)
 bool ReadIniEntry(const IniQuery &query, char *value, const char *path)
 {
     IniReader reader;
-    reader.file = open(path, O_RDWR | O_CLOEXEC);
+    reader.file = Uninterrupted([=] { return open(path, O_RDWR | O_CLOEXEC); });
     if (reader.file < 0)
         return false;
     const bool found = FindIniSection(&reader, query) && ReadEntryOfSection(&reader, query, value);

@@ -53,8 +53,9 @@ bool FindEntry(int file, const IniQuery &query, Replacement *replacement)
     return false;
 }
 
-// Copies the bytes from begin to end, or to the end of the file when that comes first.
-bool CopyRange(int from, off_t begin, off_t end, int to)
+// Copies the bytes from begin to end, or to the end of the file when that comes first; how far it
+// came, -1 when something failed.
+off_t CopyRange(int from, off_t begin, off_t end, int to)
 {
     char piece[4096];
     while (begin < end)
@@ -62,16 +63,14 @@ bool CopyRange(int from, off_t begin, off_t end, int to)
         const off_t left = end - begin;
         const size_t wanted =
             left < static_cast<off_t>(sizeof(piece)) ? static_cast<size_t>(left) : sizeof(piece);
-        const ssize_t got = pread(from, piece, wanted, begin);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0)
-            return got == 0;
-        if (WriteFully(to, piece, static_cast<size_t>(got)) != static_cast<size_t>(got))
-            return false;
+        const ssize_t got = Uninterrupted([&] { return pread(from, piece, wanted, begin); });
+        if (got == 0)
+            break;
+        if (got < 0 || WriteFully(to, piece, static_cast<size_t>(got)) != static_cast<size_t>(got))
+            return -1;
         begin += got;
     }
-    return true;
+    return begin;
 }
 
 bool TakeOwnerAndMode(int file, const struct stat &original)
@@ -99,9 +98,12 @@ bool ReplaceByRename(int file, const char *path, const struct stat &original,
     const int copy = mkostemp(temporary, O_CLOEXEC);
     if (copy < 0)
         return false;
-    bool done = TakeOwnerAndMode(copy, original) && CopyRange(file, 0, replacement.begin, copy) &&
+    // A file that somebody has cut in the meantime is no file to copy.
+    bool done = TakeOwnerAndMode(copy, original) &&
+                CopyRange(file, 0, replacement.begin, copy) == replacement.begin &&
                 WriteFully(copy, replacement.text, replacement.length) == replacement.length &&
-                CopyRange(file, replacement.end, kToTheEnd, copy) && fsync(copy) == 0;
+                CopyRange(file, replacement.end, kToTheEnd, copy) >= original.st_size &&
+                fsync(copy) == 0;
     done = close(copy) == 0 && done;
     done = done && rename(temporary, target.get()) == 0;
     if (!done)
@@ -123,17 +125,19 @@ void ReplaceInPlace(int file, const struct stat &original, const Replacement &re
     if (text == nullptr)
         return;
     memcpy(text.get(), replacement.text, replacement.length);
-    if (pread(file, text.get() + replacement.length, tail, replacement.end) !=
+    char *const rest = text.get() + replacement.length;
+    if (Uninterrupted([&] { return pread(file, rest, tail, replacement.end); }) !=
         static_cast<ssize_t>(tail))
         return;
     if (newSize > original.st_size &&
         posix_fallocate(file, original.st_size, newSize - original.st_size) != 0)
         return;
-    if (lseek(file, replacement.begin, SEEK_SET) != replacement.begin ||
-        WriteFully(file, text.get(), count) != count)
-        return;
-    if (newSize < original.st_size && ftruncate(file, newSize) != 0)
-        return;
+    const bool placed = lseek(file, replacement.begin, SEEK_SET) == replacement.begin;
+    const size_t written = placed ? WriteFully(file, text.get(), count) : 0;
+    // Of what could not be begun nothing stays, the reserved room neither.
+    const off_t end = written == 0 ? original.st_size : newSize;
+    if (written == count || written == 0)
+        (void)Uninterrupted([=] { return ftruncate(file, end); });
     fsync(file);
 }
 
@@ -144,7 +148,7 @@ int _IniWriteValue(const char *section, const char *key, const char *value, cons
 {
     if (section == nullptr || key == nullptr || value == nullptr || path == nullptr)
         return kBadArgument;
-    const int file = open(path, O_RDWR | O_CLOEXEC);
+    const int file = Uninterrupted([=] { return open(path, O_RDWR | O_CLOEXEC); });
     if (file < 0)
         return 0;
     struct stat original;

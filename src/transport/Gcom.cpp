@@ -10,6 +10,7 @@
 #include <sys/select.h>
 #include <unistd.h>
 
+#include "support/file_io.h"
 #include "support/fixed_text.h"
 
 namespace
@@ -61,6 +62,11 @@ uint16_t BitsOfBaud(int baud)
         if (row.baud == baud)
             return row.bits;
     return kBits9600;
+}
+
+int Control(int fd, unsigned long request, struct termio *settings)
+{
+    return Uninterrupted([=] { return ioctl(fd, request, settings); });
 }
 
 int Descriptor(const void *handle)
@@ -118,9 +124,9 @@ int GSetTerm_Linux(int fd, int baud)
 {
     if (fd < 0)
         return -1;
-    if (ioctl(fd, TCGETA, &oterm_attr) < 0)
+    if (Control(fd, TCGETA, &oterm_attr) < 0)
         return -2;
-    if (ioctl(fd, TCGETA, &term_attr) < 0)
+    if (Control(fd, TCGETA, &term_attr) < 0)
         return -3;
 
     term_attr.c_lflag = Without(term_attr.c_lflag, kLocalModes);
@@ -136,14 +142,14 @@ int GSetTerm_Linux(int fd, int baud)
     control = Without(control, kParityStopLowBaud);
     term_attr.c_cflag = With(control, BitsOfBaud(baud));
 
-    return ioctl(fd, TCSETAW, &term_attr) < 0 ? -4 : 0;
+    return Control(fd, TCSETAW, &term_attr) < 0 ? -4 : 0;
 }
 
 int GReSetTerm_Linux(int fd)
 {
     if (fd < 0)
         return -1;
-    if (ioctl(fd, TCSETAW, &oterm_attr) < 0)
+    if (Control(fd, TCSETAW, &oterm_attr) < 0)
         return -99;
     if (fd != 0)
         close(fd);
@@ -157,7 +163,7 @@ void *GOpenCom(int index, int baud)
     int32_t *handle = static_cast<int32_t *>(std::malloc(sizeof(int32_t)));
     if (handle == nullptr)
         return nullptr;
-    *handle = open(g_szComName[index], O_RDWR);
+    *handle = Uninterrupted([=] { return open(g_szComName[index], O_RDWR); });
     // On failure neither the cell nor the descriptor is released. Deliberate.
     if (GSetTerm_Linux(*handle, baud) != 0)
         return nullptr; // NOLINT(clang-analyzer-unix.Malloc)
@@ -181,7 +187,8 @@ int GWriteCom(void *handle, const unsigned char *bytes, int count, int timeoutMs
     (void)timeoutMs; // the line has no time limit on writes
     if (count < 0)
         return -1;
-    return static_cast<int>(write(Descriptor(handle), bytes, static_cast<size_t>(count)));
+    return static_cast<int>(Uninterrupted(
+        [=] { return write(Descriptor(handle), bytes, static_cast<size_t>(count)); }));
 }
 
 int GReadCom(void *handle, unsigned char *buffer, int capacity, int timeoutUs)
@@ -196,7 +203,10 @@ int GReadCom(void *handle, unsigned char *buffer, int capacity, int timeoutUs)
     const int ready = WaitReadable(fd, timeoutUs);
     if (ready <= 0)
         return ready;
-    const int got = static_cast<int>(read(fd, buffer, static_cast<size_t>(capacity)));
+    const int got = static_cast<int>(
+        Uninterrupted([=] { return read(fd, buffer, static_cast<size_t>(capacity)); }));
+    if (got < 0 && errno == EAGAIN)
+        return 0; // another reader of the line was faster
     if (got == 0 && capacity > 0 && IsGone(fd))
         return -1;
     return got;

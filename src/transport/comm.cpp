@@ -6,6 +6,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "transport/hid_device.h"
 #include "transport/timer_slack.h"
 #include "vantor/hid.h"
 
@@ -270,6 +271,7 @@ void *HID_open(DEVCONTEXT *deviceContext)
                                       DC_GetUsbPid(deviceContext, index), nullptr);
         if (device == nullptr)
             continue;
+        hid_channel::LetForget(device);
         DC_SetOutputBufSize(deviceContext, hid_get_output_report_length(device) - kReportHeader);
         DC_SetInputBufSize(deviceContext, hid_get_input_report_length(device) - kReportHeader);
         g_mode_id = DC_GetModeId(deviceContext);

@@ -102,6 +102,7 @@ hid_device *hid_open_path(const char *path)
             device = nullptr;
         }
     }
+    FreeForgotten();
     UnlockOpening();
     return device;
 }

@@ -14,6 +14,7 @@ namespace hid_channel
 {
 
 constexpr int kReportQueueCapacity = 30;
+constexpr int kForgottenKept = 8; // retired records of device contexts
 constexpr unsigned kTransferTimeoutMs = 1000;     // a report or a control request to the device
 constexpr unsigned kReadTransferTimeoutMs = 5000; // one turn of the read thread
 constexpr size_t kPathSize = sizeof "0001:0002:00";
@@ -71,6 +72,7 @@ struct hid_device_
     int calls;     // calls that are using this record
     int transfers; // those of them that are using the libusb handle
     bool retiring; // no further ones may start to
+    bool forgettable;
 };
 
 namespace hid_channel
@@ -97,6 +99,9 @@ void LeaveTransfer(hid_device *device);
 void RetireLostDevices();
 void RetireHolder(const char *path);
 void RetireAllDevices();
+// The handle is no host's: nobody will close it once its device context has been zeroed.
+void LetForget(hid_device *device);
+void FreeForgotten();
 void CloseDevice(hid_device *device);
 
 // ---- hid_reader.cpp: the read thread and the report queue ----

@@ -15,7 +15,7 @@ namespace hid_channel
 constexpr int kFreeRetries = 3;
 constexpr int kFirstPauseMs = 10;
 constexpr int kLongestPauseMs = 1000;
-constexpr int kEventErrorsBeforeGivingUp = 50;
+constexpr int kErrorsBeforeGivingUp = 50; // of libusb itself, in a row
 
 // ---- The queue; the mutex is held ----
 
@@ -131,20 +131,34 @@ static void LIBUSB_CALL TransferEnded(libusb_transfer *transfer)
     __atomic_store_n(&device->completed, 1, __ATOMIC_RELEASE);
 }
 
-static bool Submit(hid_device *device)
+static int Submit(hid_device *device)
 {
+    int result = LIBUSB_ERROR_NO_DEVICE;
     pthread_mutex_lock(&device->mutex);
     if (!device->shutdown)
     {
         __atomic_store_n(&device->completed, 0, __ATOMIC_RELAXED);
-        const int result = libusb_submit_transfer(device->transfer);
+        result = libusb_submit_transfer(device->transfer);
         device->inFlight = result == LIBUSB_SUCCESS;
         if (result != LIBUSB_SUCCESS)
             RecordError(device, result);
     }
-    const bool submitted = device->inFlight;
     pthread_mutex_unlock(&device->mutex);
-    return submitted;
+    return result;
+}
+
+// The kernel may be short of memory for transfers for a moment. False for a device that is gone.
+static bool SubmitAgain(hid_device *device)
+{
+    int result = Submit(device);
+    for (int errors = 1; result != LIBUSB_SUCCESS && result != LIBUSB_ERROR_NO_DEVICE; ++errors)
+    {
+        if (errors == kErrorsBeforeGivingUp)
+            return false;
+        Pause(device, kFirstPauseMs);
+        result = Submit(device);
+    }
+    return result == LIBUSB_SUCCESS;
 }
 
 // False when libusb cannot handle events any more; the transfer may then still be in flight.
@@ -157,7 +171,7 @@ static bool AwaitTransfer(hid_device *device)
         if (result == LIBUSB_SUCCESS || result == LIBUSB_ERROR_INTERRUPTED)
             continue;
         RecordError(device, result);
-        if (++errors == kEventErrorsBeforeGivingUp)
+        if (++errors == kErrorsBeforeGivingUp)
             return false;
         Pause(device, kFirstPauseMs);
     }
@@ -211,14 +225,14 @@ static void *ReadThread(void *argument)
 {
     hid_device *device = static_cast<hid_device *>(argument);
     pthread_setname_np(pthread_self(), "vantor-hid");
-    bool running = Submit(device);
+    bool running = Submit(device) == LIBUSB_SUCCESS;
     if (!running)
         ShutDown(device);
     pthread_barrier_wait(&device->started);
 
     int failures = 0;
     while (running)
-        running = AwaitTransfer(device) && TakeTransfer(device, &failures) && Submit(device);
+        running = AwaitTransfer(device) && TakeTransfer(device, &failures) && SubmitAgain(device);
     ShutDown(device);
     return nullptr;
 }

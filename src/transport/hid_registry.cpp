@@ -32,9 +32,15 @@ hid_device *NewDevice()
     if (device == nullptr)
         return nullptr;
     device->owner = getpid();
-    pthread_mutex_init(&device->mutex, nullptr);
-    pthread_cond_init(&device->changed, nullptr); // its waits run on the real-time clock
-    return device;
+    if (pthread_mutex_init(&device->mutex, nullptr) == 0)
+    {
+        // Its waits run on the real-time clock.
+        if (pthread_cond_init(&device->changed, nullptr) == 0)
+            return device;
+        pthread_mutex_destroy(&device->mutex);
+    }
+    delete device;
+    return nullptr;
 }
 
 // The handle goes before the transfer: should libusb still hold the transfer because its events
@@ -166,6 +172,34 @@ void RetireHolder(const char *path)
 void RetireAllDevices()
 {
     RetireWhere([](hid_device *, const char *) { return true; }, nullptr);
+}
+
+void LetForget(hid_device *device)
+{
+    pthread_mutex_lock(&s_list);
+    if (*FindLink(device) == device)
+        device->forgettable = true;
+    pthread_mutex_unlock(&s_list);
+}
+
+// The list stands with the newest first.
+static hid_device *ForgottenBeyondThoseKept()
+{
+    int kept = 0;
+    pthread_mutex_lock(&s_list);
+    hid_device *device = s_firstDevice;
+    while (device != nullptr &&
+           !(device->retiring && device->forgettable && ++kept > kForgottenKept))
+        device = device->next;
+    pthread_mutex_unlock(&s_list);
+    return device;
+}
+
+// A host that forgets its reader at every unplugging must not fill the memory with records.
+void FreeForgotten()
+{
+    while (hid_device *const device = ForgottenBeyondThoseKept())
+        CloseDevice(device);
 }
 
 void CloseDevice(hid_device *device)

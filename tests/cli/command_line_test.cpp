@@ -141,11 +141,29 @@ TEST(ToolError, TellsAnInternalCodeFromAPublicOne)
 TEST(ToolOutput, ThatCannotBeWrittenIsAFailure)
 {
     const ToolDirectory tool;
+    const std::vector<std::string> commands[] = {{"config", "get"},  {"--json", "config", "get"},
+                                                 {"error", "-1000"}, {"--help"},
+                                                 {"--version"},      {"ic", "--help"}};
+    for (const std::vector<std::string> &words : commands)
+    {
+        std::string command;
+        for (const std::string &word : tool.Command(words))
+            command += "'" + word + "' ";
+        const ChildResult full = RunChild({"/bin/sh", "-c", command + ">/dev/full"});
+        EXPECT_EQ(full.status, 1) << command;
+        EXPECT_EQ(full.err, "vantor: the output could not be written (No space left on device)\n")
+            << command;
+    }
+}
+
+TEST(ToolOutput, OfWrongUseThatCannotBeWrittenIsWrongUseAndTold)
+{
+    const ToolDirectory tool;
     std::string command;
-    for (const std::string &word : tool.Command({"config", "get"}))
+    for (const std::string &word : tool.Command({"--json", "no-such-command"}))
         command += "'" + word + "' ";
     const ChildResult full = RunChild({"/bin/sh", "-c", command + ">/dev/full"});
-    EXPECT_EQ(full.status, 1);
+    EXPECT_EQ(full.status, 2);
     EXPECT_THAT(full.err, HasSubstr("the output could not be written"));
 }
 

@@ -7,6 +7,7 @@ import tempfile
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 import check_config  # noqa: E402
 import check_exports  # noqa: E402
+import check_faults  # noqa: E402
 import check_layers  # noqa: E402
 import check_manual  # noqa: E402
 import check_null_arguments  # noqa: E402
@@ -76,6 +77,12 @@ def main():
     assert check_exports.differences([("a", ["x", "x"]), ("b", ["x"])]) == ["a names x twice"]
 
     assert check_null_arguments.missing({"A", "B", "DES"}, "EXPECT_EQ(0, A(nullptr))") == ["B"]
+    graph = {"f": {"g"}, "g": {"open@plt"}, "h": {"strlen@plt"}, "p": {"*"}, "open@plt": {"*"},
+             "strlen@plt": {"*"}}
+    tests = "CALL(host.library, f)(1); CPP_CALL(library, P, \"p\")();"
+    assert check_faults.missing(["f", "g", "h", "p"], graph, {"open"}, tests) == ["g"]
+    graph["g"] = {"__open_2@plt"}
+    assert check_faults.missing(["f", "g", "h", "p"], graph, {"open"}, "") == ["f", "g", "p"]
 
     right = ("; all\n[devcfg]\n" + "".join(f"; why\n{k}={v}\n" for k, v in
              check_config.SETTINGS["devcfg"].items()) + "[log]\n" + "".join(

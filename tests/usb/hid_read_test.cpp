@@ -335,9 +335,32 @@ TEST_F(HidRead, AReportEndsTheRowOfFailures)
     EXPECT_LT(stopwatch.Milliseconds(), 2000.0); // as one row it would take minutes
 }
 
-TEST_F(HidRead, ASubmissionThatFailsShutsTheDeviceDown)
+TEST_F(HidRead, ASubmissionThatFailsOnceIsMadeAgain)
 {
-    usb_standin::Fail(usb_standin::Call::Submit, LIBUSB_ERROR_IO);
+    for (const libusb_error error : {LIBUSB_ERROR_IO, LIBUSB_ERROR_NO_MEM})
+    {
+        usb_standin::Fail(usb_standin::Call::Submit, error, 2);
+        SendReport(reader, {0x0B});
+        SendReport(reader, {0x0C});
+        unsigned char data[64];
+        EXPECT_EQ(hid_read_timeout(device, data, sizeof data, kSoonMs), 1);
+        EXPECT_EQ(hid_read_timeout(device, data, sizeof data, kSoonMs), 1);
+    }
+}
+
+TEST_F(HidRead, ASubmissionToADeviceThatIsGoneShutsItDownAtOnce)
+{
+    usb_standin::Fail(usb_standin::Call::Submit, LIBUSB_ERROR_NO_DEVICE);
+    SendReport(reader, {0x0B});
+    unsigned char data[64];
+    EXPECT_EQ(hid_read_timeout(device, data, sizeof data, -1), 1); // what came is kept
+    EXPECT_EQ(hid_read_timeout(device, data, sizeof data, -1), -1);
+    EXPECT_STREQ(hid_error(device), L"the device is gone");
+}
+
+TEST_F(HidRead, SubmissionsThatFailForGoodShutTheDeviceDown)
+{
+    usb_standin::Fail(usb_standin::Call::Submit, LIBUSB_ERROR_IO, 1000);
     SendReport(reader, {0x0B});
     unsigned char data[64];
     EXPECT_EQ(hid_read_timeout(device, data, sizeof data, -1), 1); // what came is kept

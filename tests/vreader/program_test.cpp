@@ -315,3 +315,31 @@ TEST(ReaderProgramOnUsb, WrongOptionsAreRefused)
                               "[ADDRESS:]PORT");
     EXPECT_EQ(program.ExitStatus(), 1);
 }
+
+// A shell runs the program with its standard output on a device that takes nothing.
+static Ended RunOnFullDisk(const std::string &words)
+{
+    const Scratch directory;
+    const std::string errors = directory.path + "/errors";
+    const int status =
+        std::system(("timeout 20 " VANTOR_BIN_DIR "/" + words + " >/dev/full 2>" + errors).c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, testing_support::ReadFile(errors)};
+}
+
+TEST(Program, OutputThatCannotBeWrittenIsAFailure)
+{
+    for (const char *words :
+         {"vantor-reader", "vantor-reader --quiet", "vantor-reader --help",
+          "vantor-reader --list-profiles", "vantor-reader --print-profile default"})
+    {
+        const Ended ended = RunOnFullDisk(words);
+        EXPECT_EQ(ended.status, 1) << words;
+        EXPECT_EQ(ended.output, "vantor-reader: the output could not be written: "
+                                "No space left on device\n")
+            << words;
+    }
+    const Ended issuer = RunOnFullDisk("vantor-issuer --help");
+    EXPECT_EQ(issuer.status, 1);
+    EXPECT_EQ(issuer.output,
+              "vantor-issuer: the answer could not be written: No space left on device\n");
+}

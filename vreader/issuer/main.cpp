@@ -241,12 +241,18 @@ std::string StandardInput()
     return text;
 }
 
-int Print(const std::string &text)
+int Arrived()
 {
-    if (std::printf("%s\n", text.c_str()) > 0 && std::fflush(stdout) == 0)
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
         return kDone;
     std::perror("vantor-issuer: the answer could not be written");
     return kNoAnswer;
+}
+
+int Print(const std::string &text)
+{
+    std::printf("%s\n", text.c_str());
+    return Arrived();
 }
 
 void Explain(const std::vector<std::string> &lines)
@@ -312,7 +318,9 @@ int main(int argc, char **argv)
     }
     catch (const CLI::ParseError &problem)
     {
-        return app.exit(problem) == 0 ? kDone : kWrongUse;
+        if (app.exit(problem) != 0)
+            return kWrongUse;
+        return Arrived();
     }
     if (load->parsed())
         return RunPurse(&loadLine, true);

@@ -289,7 +289,8 @@ int libusb_submit_transfer(libusb_transfer *transfer)
         return LIBUSB_ERROR_BUSY;
     TheWorld().inFlight.insert(transfer);
     plugged->pipes[transfer->endpoint].waiting = transfer;
-    plugged->inTransfers.push_back({transfer->endpoint, transfer->length, transfer->timeout});
+    if (TheWorld().notes)
+        plugged->inTransfers.push_back({transfer->endpoint, transfer->length, transfer->timeout});
     Note("submit " + Endpoint(transfer->endpoint));
     TheWorld().changed.notify_all();
     Deliver(plugged, transfer->endpoint);
@@ -356,7 +357,8 @@ int libusb_interrupt_transfer(libusb_device_handle *handle, unsigned char endpoi
         return LIBUSB_ERROR_PIPE;
 
     const Bytes report(data, data + length);
-    plugged->outTransfers.push_back({endpoint, report, timeout});
+    if (TheWorld().notes)
+        plugged->outTransfers.push_back({endpoint, report, timeout});
     const std::function<void(const Bytes &)> handler = plugged->onOutReport;
     while (HandleOne(&guard, handle->device->owner, true))
         ;
@@ -396,10 +398,12 @@ int libusb_control_transfer(libusb_device_handle *handle, uint8_t requestType, u
                          low(index),  high(index), low(length), high(length)};
     if ((requestType & LIBUSB_ENDPOINT_IN) == 0)
     {
-        plugged->controlTransfers.push_back({setup, Bytes(data, data + length), timeout});
+        if (TheWorld().notes)
+            plugged->controlTransfers.push_back({setup, Bytes(data, data + length), timeout});
         return length;
     }
-    plugged->controlTransfers.push_back({setup, {}, timeout});
+    if (TheWorld().notes)
+        plugged->controlTransfers.push_back({setup, {}, timeout});
     const Bytes *answer = Answer(plugged, setup);
     if (answer == nullptr)
         return LIBUSB_ERROR_PIPE;

@@ -43,7 +43,8 @@ bool Fails(Call call, int *error)
 
 void Note(const std::string &entry)
 {
-    TheWorld().journal.push_back(entry);
+    if (TheWorld().notes)
+        TheWorld().journal.push_back(entry);
     TheWorld().changed.notify_all();
 }
 
@@ -146,6 +147,25 @@ void Unplug(int device)
     TheWorld().changed.notify_all();
 }
 
+void Replug(int device, uint8_t address)
+{
+    const Guard guard = Lock();
+    const Plugged &before = *Find(device);
+    auto plugged = std::make_shared<Plugged>();
+    plugged->model = before.model;
+    plugged->bus = before.bus;
+    plugged->address = address;
+    plugged->kernelDrivers = before.model.kernelDrivers;
+    plugged->onOutReport = before.onOutReport;
+    TheWorld().bus[static_cast<size_t>(device)] = plugged;
+}
+
+void NoteNothing()
+{
+    const Guard guard = Lock();
+    TheWorld().notes = false;
+}
+
 void Reset()
 {
     const Guard guard = Lock();
@@ -153,6 +173,7 @@ void Reset()
         plugged->present = false;
     TheWorld().bus.clear();
     TheWorld().failures.clear();
+    TheWorld().notes = true;
     TheWorld().journal.clear();
     TheWorld().misuse.clear();
 }
@@ -218,6 +239,19 @@ bool WaitForSubmissions(int device, size_t count)
 bool WaitForHeldWrite(int device)
 {
     return WaitFor([=] { return Find(device)->writersWaiting > 0; });
+}
+
+void Forget(int device)
+{
+    const Guard guard = Lock();
+    Find(device)->pipes[0x81].outcomes.clear();
+}
+
+bool IsQuiet(int device)
+{
+    const Guard guard = Lock();
+    const Pipe &pipe = Find(device)->pipes[0x81];
+    return pipe.waiting != nullptr && pipe.outcomes.empty();
 }
 
 void Fail(Call call, int error, int times, int after)

@@ -41,6 +41,10 @@ Bytes StringDescriptor(const std::u16string &text);
 
 int Plug(const DeviceModel &model, uint8_t bus, uint8_t address);
 void Unplug(int device);
+// Plugs the same device in again, at another address.
+void Replug(int device, uint8_t address);
+// Of what goes over the bus and of what is called nothing is noted from now on, until Reset.
+void NoteNothing();
 // Everything as it was at the start: nothing plugged in, no failures ordered, records empty.
 void Reset();
 
@@ -91,6 +95,11 @@ void HoldWrites(int device, bool held);
 // Waits until that many IN transfers have been submitted since the plugging; false after 10 s.
 bool WaitForSubmissions(int device, size_t count);
 bool WaitForHeldWrite(int device);
+
+// Nothing is on its way from the device: every report has been taken, and the next transfer waits.
+bool IsQuiet(int device);
+// What was sent and not taken yet is gone.
+void Forget(int device);
 
 // ---- Failures ----
 

@@ -87,6 +87,7 @@ struct World
     std::condition_variable changed;
     std::vector<std::shared_ptr<Plugged>> bus; // the index is what Plug returns
     std::map<Call, OrderedFailure> failures;
+    bool notes = true;
     std::vector<std::string> journal;
     std::vector<std::string> misuse;
     std::set<libusb_transfer *> transfers;
