@@ -6,6 +6,7 @@
 
 #include "api/outcome.h"
 #include "api/wait_flag.h"
+#include "transport/context_lock.h"
 #include "vantor/identity_operations.h"
 #include "vantor/link.h"
 #include "vantor/operations.h"
@@ -55,19 +56,45 @@ int TestConnection(int openResult, bool askReader, unsigned char *info, uint32_t
 
 bool IsSerial()
 {
-    return strncmp(DC_GetInterfaceType(&context), "com", sizeof context.interfaceType) == 0;
+    return HasInterfaceType(&context, "com");
 }
 
-// Closes the line whatever the count of its users, and opens it under the parameters set now.
+// Where the host's side of a serial line moves to; nothing moves over USB.
+struct LineChange
+{
+    bool reopens;
+    uint32_t users;
+};
+
+LineChange ChangeLineSpeed(int baud, int64_t *oldBaud)
+{
+    const ContextGuard guard(s_contextLock);
+    if (!IsSerial())
+        return {false, 0};
+    *oldBaud = DC_GetCOMBaud(&context);
+    DC_SetCOMParams(&context, DC_GetCOMPort(&context), static_cast<uint32_t>(baud));
+    return {DC_IsOpen(&context) != 0 && baud != *oldBaud, context.refCnt};
+}
+
+// Closes the line whatever the count of its users, and opens it under the parameters set now. A
+// second thread may have closed it for good since.
 int ReopenLine()
 {
+    const ContextGuard guard(s_contextLock);
+    if (DC_IsOpen(&context) == 0)
+        return 0;
     const uint32_t users = context.refCnt;
-    GLogI("context.refCnt = %d\r\n", static_cast<int>(users));
     context.refCnt = 1;
     COMM_Close(&context);
     const int result = COMM_Open(&context);
     context.refCnt = users;
     return result;
+}
+
+int HostBaud()
+{
+    const ContextGuard guard(s_contextLock);
+    return static_cast<int>(g_DevBaud);
 }
 
 } // namespace
@@ -121,7 +148,10 @@ int BO_Close(void)
 {
     RaiseWaitCancel();
     Vantor_Cancel();
-    BO_SetDevBaud(static_cast<int>(g_DevBaud));
+    BO_SetDevBaud(HostBaud());
+    // In one: a command that another thread begins meanwhile must not find the context closed and
+    // open it again.
+    const ContextGuard guard(s_contextLock);
     context.refCnt = 1; // so that the next step really closes
     Vantor_Close(&context);
     DC_Init(&context);
@@ -186,15 +216,14 @@ int BO_ChangeBaud(int baud, int64_t *oldBaud)
     int64_t unwanted = 0;
     if (oldBaud == nullptr)
         oldBaud = &unwanted;
-    if (IsSerial())
-    {
-        *oldBaud = DC_GetCOMBaud(&context);
-        DC_SetCOMParams(&context, DC_GetCOMPort(&context), static_cast<uint32_t>(baud));
-    }
+    const LineChange change = ChangeLineSpeed(baud, oldBaud);
     GLogI("iBaud = %d, iDevBaud = %d\r\n", baud, static_cast<int>(*oldBaud));
     int result = 0;
-    if (DC_IsOpen(&context) != 0 && IsSerial() && baud != *oldBaud)
+    if (change.reopens)
+    {
+        GLogI("context.refCnt = %d\r\n", static_cast<int>(change.users));
         result = ReopenLine();
+    }
     return BO_GetErrorCode(result);
 }
 

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "link/exchange.h"
+#include "transport/late_answer.h"
 #include "vantor/link.h"
 #include "vantor/support.h"
 
@@ -93,12 +94,12 @@ struct WireMessage
 // Sends the framed command and gathers its answer; both framings end alike. A message that did not
 // come counts as zero bytes of the command's length: that is judged, and the caller hears -74 and
 // never the transport's own code. Deliberate, as the public error mapping builds on it.
-void SendAndReceive(DEVCONTEXT *deviceContext, const WireMessage &sent, WireMessage *received,
+// Gives whether the whole command was sent.
+bool SendAndReceive(DEVCONTEXT *deviceContext, const WireMessage &sent, WireMessage *received,
                     uint32_t timeoutMs)
 {
     LogSentPacket(sent.bytes, sent.length);
-    const int written =
-        COMM_Write(deviceContext, sent.bytes, static_cast<uint32_t>(sent.length), timeoutMs);
+    const int written = WriteCommand(deviceContext, sent.bytes, sent.length, timeoutMs);
     const bool isSent = written == sent.length;
     received->length =
         isSent ? COMM_Read(deviceContext, received->bytes, kWireSize, timeoutMs, KrelIcPacketIsEnd)
@@ -110,6 +111,7 @@ void SendAndReceive(DEVCONTEXT *deviceContext, const WireMessage &sent, WireMess
     }
     if (isSent)
         LogReceivedPacket(received->bytes, received->length);
+    return isSent;
 }
 
 // The caller's room bounds the answer as it came over the wire, not only its payload. Deliberate.
@@ -129,7 +131,7 @@ int Exchange(const Framing &framing, DEVCONTEXT *deviceContext, const unsigned c
         commandLength > framing.longestCommand || responseCapacity < 1)
         return kBadArgument;
     SelectReportMode(deviceContext, kIcReportMode);
-    const int opened = COMM_Open(deviceContext);
+    const int opened = BeginExchange(deviceContext);
     if (opened != 0)
         return opened;
     if (framing.logsCommand)
@@ -142,11 +144,13 @@ int Exchange(const Framing &framing, DEVCONTEXT *deviceContext, const unsigned c
     if (sent.length > 0)
     {
         WireMessage received;
-        SendAndReceive(deviceContext, sent, &received, timeoutMs);
+        const bool isSent = SendAndReceive(deviceContext, sent, &received, timeoutMs);
         result = TakePayload(framing, received, response, responseCapacity);
         explicit_bzero(sent.bytes, static_cast<size_t>(sent.length)); // it may have held a key
+        if (isSent && result == kBadAnswer) // none, half of one, or what belongs to another link
+            ExpectLateAnswer(deviceContext);
     }
-    COMM_Close(deviceContext);
+    EndExchange(deviceContext);
     return result;
 }
 

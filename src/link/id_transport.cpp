@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "link/exchange.h"
+#include "transport/late_answer.h"
 #include "vantor/support.h"
 
 namespace
@@ -68,14 +69,15 @@ int SendAndReceive(DEVCONTEXT *deviceContext, const unsigned char *payload, int 
         return frameLength;
     LogSentPacket(frame, frameLength);
     // A short write is given as the count it reached. Deliberate: the status then decides.
-    const int written =
-        COMM_Write(deviceContext, frame, static_cast<uint32_t>(frameLength), timeoutMs);
+    const int written = WriteCommand(deviceContext, frame, frameLength, timeoutMs);
     if (written != frameLength)
         return written;
 
     Reply reply = {0, {}};
     reply.length =
         COMM_Read(deviceContext, reply.bytes, sizeof reply.bytes, timeoutMs, KrelIdPacketIsEnd);
+    if (reply.length <= 0 || !KrelIdPacketIsEnd(reply.bytes, static_cast<uint32_t>(reply.length)))
+        ExpectLateAnswer(deviceContext);
     // A reply that never came is logged as zero bytes, as many as were sent. Deliberate.
     LogReceivedPacket(reply.bytes, reply.length > 0 ? reply.length : frameLength);
     return reply.length > 0 ? TakePayload(reply, response, responseCapacity) : reply.length;
@@ -111,11 +113,11 @@ int ID_SendCmd(DEVCONTEXT *deviceContext, const unsigned char *payload, int payl
     if (payload == nullptr || response == nullptr || payloadLength < 1 || responseCapacity < 1)
         return kBadArgument;
     SelectReportMode(deviceContext, kIdentityReportMode);
-    const int opened = COMM_Open(deviceContext);
+    const int opened = BeginExchange(deviceContext);
     if (opened != 0)
         return opened;
     const int result = SendAndReceive(deviceContext, payload, payloadLength, response,
                                       responseCapacity, timeoutMs);
-    COMM_Close(deviceContext);
+    EndExchange(deviceContext);
     return result;
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "link/exchange.h"
+#include "transport/late_answer.h"
 #include "vantor/support.h"
 
 namespace
@@ -44,13 +45,19 @@ int HoldsPair(const unsigned char *bytes, uint32_t count, unsigned char first, u
     return 0;
 }
 
+bool IsWhole(const Reading &reading, const Answer &answer, int received)
+{
+    if (reading.endTest == nullptr)
+        return received == reading.capacity;
+    return received > 0 && reading.endTest(answer.bytes, static_cast<uint32_t>(received)) != 0;
+}
+
 // The result of the last step: the read's, or the write's when nothing is read.
 int SendAndReceive(DEVCONTEXT *deviceContext, const unsigned char *command, int commandLength,
                    const Reading &reading, Answer *answer, uint32_t timeoutMs)
 {
     GLogI("Send Cmd: %.*s\r\n", commandLength, reinterpret_cast<const char *>(command));
-    const int written =
-        COMM_Write(deviceContext, command, static_cast<uint32_t>(commandLength), timeoutMs);
+    const int written = WriteCommand(deviceContext, command, commandLength, timeoutMs);
     if (reading.startsAtWritten)
         answer->length = written;
     if (written != commandLength || reading.capacity == 0)
@@ -60,6 +67,8 @@ int SendAndReceive(DEVCONTEXT *deviceContext, const unsigned char *command, int 
                   reading.endTest);
     if (received > 0)
         answer->length = received;
+    if (!IsWhole(reading, *answer, received))
+        ExpectLateAnswer(deviceContext);
     LogReceivedPacket(answer->bytes, std::min(answer->length, kBufferSize));
     return received;
 }
@@ -78,13 +87,13 @@ int Exchange(DEVCONTEXT *deviceContext, const unsigned char *command, int comman
              uint32_t timeoutMs)
 {
     SelectReportMode(deviceContext, kRawReportMode);
-    const int opened = COMM_Open(deviceContext);
+    const int opened = BeginExchange(deviceContext);
     if (opened != 0)
         return opened;
     Answer answer = {0, {}};
     const int result =
         SendAndReceive(deviceContext, command, commandLength, reading, &answer, timeoutMs);
-    COMM_Close(deviceContext);
+    EndExchange(deviceContext);
     if (result < 0)
         return result;
     if (answer.length > responseCapacity)

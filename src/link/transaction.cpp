@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "link/exchange.h"
+#include "transport/context_lock.h"
 #include "vantor/support.h"
 
 int32_t g_Bp = 0;
@@ -90,7 +91,7 @@ int Vantor_Open_PID(DEVCONTEXT *deviceContext, uint16_t vid, uint16_t pid)
 // g_Bp stays as it is; the next selection sets it anew.
 int Vantor_Close(DEVCONTEXT *deviceContext)
 {
-    if (g_Bp == 1)
+    if (__atomic_load_n(&g_Bp, __ATOMIC_RELAXED) == 1)
         WritePassThrough(deviceContext, 'A');
     COMM_Close(deviceContext);
     return 0;
@@ -98,12 +99,10 @@ int Vantor_Close(DEVCONTEXT *deviceContext)
 
 int Vantor_SetBpPort(DEVCONTEXT *deviceContext, unsigned char bpPort)
 {
-    g_Bp = 0;
-    if (bpPort > 48 && bpPort < 90) // "1" to "Y"
-    {
-        g_Bp = 1;
+    const bool isPort = bpPort > 48 && bpPort < 90; // "1" to "Y"
+    __atomic_store_n(&g_Bp, isPort ? 1 : 0, __ATOMIC_RELAXED);
+    if (isPort)
         WritePassThrough(deviceContext, bpPort);
-    }
     return 0;
 }
 
@@ -121,7 +120,7 @@ int Vantor_ChangeMode(DEVCONTEXT *deviceContext, unsigned char mode)
     if (mode >= sizeof kModes / sizeof kModes[0])
         return 0;
     int defaultBaud = kDefaultBaud;
-    if (mode == 2 && !IsInterface(deviceContext, "com"))
+    if (mode == 2 && !HasInterfaceType(deviceContext, "com"))
         defaultBaud = kDefaultIdBaudUsb;
     int baud = 0;
     GGetConfigInt("devcfg", kModes[mode].baudKey, defaultBaud, &baud);

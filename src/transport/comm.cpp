@@ -6,7 +6,11 @@
 #include <cstring>
 #include <ctime>
 
+#include "transport/context_lock.h"
 #include "transport/hid_device.h"
+#include "transport/late_answer.h"
+#include "transport/read_step.h"
+#include "transport/serial_lines.h"
 #include "transport/timer_slack.h"
 #include "vantor/hid.h"
 
@@ -44,14 +48,6 @@ const Adapter s_AdapterList[] = {
     {"END", {nullptr, nullptr, nullptr, nullptr}},
 };
 
-// What distinguishes the two transports inside the one read loop.
-struct ReadStep
-{
-    int (*read)(void *device, unsigned char *buffer, int capacity, int timeout);
-    int endTestCalls;  // after each step
-    bool pollsRapidly; // the step's wait is far shorter than the time the loop has
-};
-
 void *ErrorHandle(int code)
 {
     return reinterpret_cast<void *>(static_cast<intptr_t>(code));
@@ -63,13 +59,6 @@ bool IsErrorHandle(const void *device)
     return value >= -99 && value <= -1;
 }
 
-// The field holds 16 characters without a NUL when the text was that long.
-bool IsType(const DEVCONTEXT *deviceContext, const char *name)
-{
-    return std::strncmp(deviceContext->interfaceType, name, sizeof(deviceContext->interfaceType)) ==
-           0;
-}
-
 // Another thread sets the flag at any time. Relaxed accesses keep the exported variable a plain
 // integer and still make the loop look at it in every turn.
 bool IsCancelAsked()
@@ -77,9 +66,25 @@ bool IsCancelAsked()
     return __atomic_load_n(&flag_cancle, __ATOMIC_RELAXED) == 1;
 }
 
+// Read by a write that another thread may have under way.
+void SelectModeId(uint8_t modeId)
+{
+    __atomic_store_n(&g_mode_id, modeId, __ATOMIC_RELAXED);
+}
+
 int ReadHidStep(void *device, unsigned char *buffer, int capacity, int timeout)
 {
     return hid_read_modeid(static_cast<hid_device *>(device), buffer, capacity, timeout);
+}
+
+// Every step looks anew whether the line is still open: another thread may have closed it.
+int ReadSerialStep(void *device, unsigned char *buffer, int capacity, int timeout)
+{
+    if (!EnterSerialLine(device))
+        return kFailed;
+    const int got = GReadCom(device, buffer, capacity, timeout);
+    LeaveSerialLine(device);
+    return got;
 }
 
 bool IsEnd(const ReadStep &step, COMM_END_TEST endTest, const unsigned char *bytes, uint32_t count)
@@ -146,17 +151,29 @@ int ReadAnswer(const ReadStep &step, void *device, unsigned char *buffer, uint32
     return count == 0 ? kTimedOut : count;
 }
 
-// What COMM_Read and COMM_Write check before they look at their own operation.
-int CheckExchange(const DEVCONTEXT *deviceContext, const unsigned char *bytes)
+struct Transport
+{
+    const COMM_OPS *ops;
+    void *device;
+};
+
+// What COMM_Read and COMM_Write check before they look at their own operation. They go on with what
+// they found, whatever becomes of the context meanwhile.
+int FindTransport(const DEVCONTEXT *deviceContext, const unsigned char *bytes, Transport *found)
 {
     if (bytes == nullptr || deviceContext == nullptr)
         return kBadArgument;
-    if (deviceContext->ops == nullptr || deviceContext->device == nullptr)
-        return kOpenFailed;
-    return 0;
+    const ContextGuard guard(s_contextLock);
+    *found = {deviceContext->ops, deviceContext->device};
+    return found->ops == nullptr || found->device == nullptr ? kOpenFailed : 0;
 }
 
 } // namespace
+
+const ReadStep kHidStep = {ReadHidStep, 1, 1, false};
+// The serial line asks its end test twice after each step, which is why an end test must be free of
+// side effects. Deliberate.
+const ReadStep kSerialStep = {ReadSerialStep, 1000, 2, true};
 
 int32_t flag_cancle;
 uint8_t g_mode_id;
@@ -203,18 +220,20 @@ int _COMM_ValidateParam(DEVCONTEXT *deviceContext)
 {
     if (deviceContext == nullptr)
         return kNoDevice;
+    const ContextGuard guard(s_contextLock);
     const COMM_OPS *ops = _COMM_FindAdapter(DC_GetInterfaceType(deviceContext));
     if (ops == nullptr)
         return kNoDevice;
     DC_SetInterfaceOps(deviceContext, ops);
-    if (IsType(deviceContext, "hid") && DC_GetUsbListSize(deviceContext) != 0)
+    if (HasInterfaceType(deviceContext, "hid") && DC_GetUsbListSize(deviceContext) != 0)
         return 0;
     // The port number of a serial context is not this layer's business.
-    return IsType(deviceContext, "com") ? 0 : kNoDevice;
+    return HasInterfaceType(deviceContext, "com") ? 0 : kNoDevice;
 }
 
 int COMM_Open(DEVCONTEXT *deviceContext)
 {
+    const ContextGuard guard(s_contextLock);
     if (deviceContext == nullptr || _COMM_ValidateParam(deviceContext) != 0)
         return kNoDevice;
     if (DC_IsOpen(deviceContext) == 0)
@@ -224,11 +243,12 @@ int COMM_Open(DEVCONTEXT *deviceContext)
             return kOpenFailed;
         DC_SetDevice(deviceContext, device);
         DC_SwitchOpenStatus(deviceContext);
+        WatchForLateAnswers(deviceContext);
     }
-    else if (IsType(deviceContext, "hid"))
+    else if (HasInterfaceType(deviceContext, "hid"))
     {
         // A mode id that was changed after the open takes effect with the next command.
-        g_mode_id = DC_GetModeId(deviceContext);
+        SelectModeId(DC_GetModeId(deviceContext));
     }
     DC_AddDeviceRef(deviceContext);
     return 0;
@@ -237,23 +257,25 @@ int COMM_Open(DEVCONTEXT *deviceContext)
 int COMM_Read(DEVCONTEXT *deviceContext, unsigned char *buffer, uint32_t capacity,
               uint32_t timeoutMs, COMM_END_TEST endTest)
 {
-    const int refused = CheckExchange(deviceContext, buffer);
+    Transport transport;
+    const int refused = FindTransport(deviceContext, buffer, &transport);
     if (refused != 0)
         return refused;
-    if (deviceContext->ops->read == nullptr)
+    if (transport.ops->read == nullptr)
         return kOpenFailed;
-    return deviceContext->ops->read(deviceContext->device, buffer, capacity, timeoutMs, endTest);
+    return transport.ops->read(transport.device, buffer, capacity, timeoutMs, endTest);
 }
 
 int COMM_Write(DEVCONTEXT *deviceContext, const unsigned char *bytes, uint32_t count,
                uint32_t timeoutMs)
 {
-    const int refused = CheckExchange(deviceContext, bytes);
+    Transport transport;
+    const int refused = FindTransport(deviceContext, bytes, &transport);
     if (refused != 0)
         return refused;
-    if (deviceContext->ops->write == nullptr)
+    if (transport.ops->write == nullptr)
         return kOpenFailed;
-    return deviceContext->ops->write(deviceContext->device, bytes, count, timeoutMs);
+    return transport.ops->write(transport.device, bytes, count, timeoutMs);
 }
 
 int COMM_Close(DEVCONTEXT *deviceContext)
@@ -274,7 +296,7 @@ void *HID_open(DEVCONTEXT *deviceContext)
         hid_channel::LetForget(device);
         DC_SetOutputBufSize(deviceContext, hid_get_output_report_length(device) - kReportHeader);
         DC_SetInputBufSize(deviceContext, hid_get_input_report_length(device) - kReportHeader);
-        g_mode_id = DC_GetModeId(deviceContext);
+        SelectModeId(DC_GetModeId(deviceContext));
         return device;
     }
     return ErrorHandle(kNoDevice);
@@ -283,8 +305,7 @@ void *HID_open(DEVCONTEXT *deviceContext)
 int HID_read(void *device, unsigned char *buffer, uint32_t capacity, uint32_t timeoutMs,
              COMM_END_TEST endTest)
 {
-    static const ReadStep step = {ReadHidStep, 1, false};
-    return ReadAnswer(step, device, buffer, capacity, timeoutMs, endTest);
+    return ReadAnswer(kHidStep, device, buffer, capacity, timeoutMs, endTest);
 }
 
 int HID_write(void *device, const unsigned char *bytes, uint32_t count, uint32_t timeoutMs)
@@ -298,7 +319,8 @@ int HID_write(void *device, const unsigned char *bytes, uint32_t count, uint32_t
     while (elapsed < timeoutMs && written < count)
     {
         const int step = hid_write_modeid(static_cast<hid_device *>(device), bytes + written,
-                                          static_cast<int>(count - written), g_mode_id);
+                                          static_cast<int>(count - written),
+                                          __atomic_load_n(&g_mode_id, __ATOMIC_RELAXED));
         if (step < 0)
             return kFailed;
         written += static_cast<uint32_t>(step);
@@ -320,6 +342,8 @@ void *COM_open(DEVCONTEXT *deviceContext)
     void *device = GOpenCom(static_cast<int>(port), static_cast<int>(baud));
     if (device == nullptr)
         return ErrorHandle(kOpenFailed);
+    if (KeepSerialLine(device) == nullptr)
+        return ErrorHandle(kOpenFailed);
     DC_SetOutputBufSize(deviceContext, kSerialOutputSize);
     return device;
 }
@@ -327,22 +351,22 @@ void *COM_open(DEVCONTEXT *deviceContext)
 int COM_read(void *device, unsigned char *buffer, uint32_t capacity, uint32_t timeoutMs,
              COMM_END_TEST endTest)
 {
-    // The serial line asks its end test twice after each step, which is why an end test must be
-    // free of side effects. Deliberate.
-    static const ReadStep step = {GReadCom, 2, true};
-    return ReadAnswer(step, device, buffer, capacity, timeoutMs, endTest);
+    return ReadAnswer(kSerialStep, device, buffer, capacity, timeoutMs, endTest);
 }
 
 int COM_write(void *device, const unsigned char *bytes, uint32_t count, uint32_t timeoutMs)
 {
     if (timeoutMs == 0)
         timeoutMs = kNoTimeLimitMs;
+    if (!EnterSerialLine(device))
+        return kFailed;
     const int written = GWriteCom(device, bytes, static_cast<int>(std::min(count, kLargestCount)),
                                   static_cast<int>(std::min(timeoutMs, kNoTimeLimitMs)));
+    LeaveSerialLine(device);
     return written == 0 ? kTimedOut : written;
 }
 
 int COM_close(void *device)
 {
-    return GCloseCom(device);
+    return CloseSerialLine(device);
 }

@@ -1,9 +1,11 @@
-// The device context: a record and its accessors. A null context is tolerated everywhere: setters
-// then do nothing and getters give 0.
+// The device context: a record and its accessors, each under the context's lock. A null context is
+// tolerated everywhere: setters then do nothing and getters give 0.
 #include "vantor/transport.h"
 
 #include <cstddef>
 #include <cstring>
+
+#include "transport/context_lock.h"
 
 // Host applications and older tools look into the record at these places.
 static_assert(offsetof(DEVCONTEXT, device) == 0 && offsetof(DEVCONTEXT, isOpen) == 8 &&
@@ -23,15 +25,25 @@ static_assert(offsetof(DEVCONTEXT, parameters.com.comBaud) == 32 &&
 static const int32_t kUsbPairs = 8;
 
 DEVCONTEXT context;
+std::recursive_mutex s_contextLock;
+
+bool HasInterfaceType(const DEVCONTEXT *deviceContext, const char *name)
+{
+    const ContextGuard guard(s_contextLock);
+    return deviceContext != nullptr && std::strncmp(deviceContext->interfaceType, name,
+                                                    sizeof(deviceContext->interfaceType)) == 0;
+}
 
 void DC_Init(DEVCONTEXT *deviceContext)
 {
+    const ContextGuard guard(s_contextLock);
     if (deviceContext != nullptr)
         std::memset(deviceContext, 0, sizeof(*deviceContext));
 }
 
 void DC_SetInterfaceType(DEVCONTEXT *deviceContext, const char *interfaceType)
 {
+    const ContextGuard guard(s_contextLock);
     if (deviceContext == nullptr || interfaceType == nullptr)
         return;
     // A text of 16 characters fills the field and stands there without a NUL. Deliberate: whoever
@@ -49,17 +61,20 @@ char *DC_GetInterfaceType(DEVCONTEXT *deviceContext)
 
 void DC_SetInterfaceOps(DEVCONTEXT *deviceContext, const COMM_OPS *ops)
 {
+    const ContextGuard guard(s_contextLock);
     if (deviceContext != nullptr)
         deviceContext->ops = ops;
 }
 
 const COMM_OPS *DC_GetInterfaceOps(DEVCONTEXT *deviceContext)
 {
+    const ContextGuard guard(s_contextLock);
     return deviceContext == nullptr ? nullptr : deviceContext->ops;
 }
 
 void DC_SetCOMParams(DEVCONTEXT *deviceContext, uint32_t port, uint32_t baud)
 {
+    const ContextGuard guard(s_contextLock);
     if (deviceContext == nullptr)
         return;
     deviceContext->parameters.com.comPort = port;
@@ -68,16 +83,19 @@ void DC_SetCOMParams(DEVCONTEXT *deviceContext, uint32_t port, uint32_t baud)
 
 uint32_t DC_GetCOMPort(DEVCONTEXT *deviceContext)
 {
+    const ContextGuard guard(s_contextLock);
     return deviceContext == nullptr ? 0 : deviceContext->parameters.com.comPort;
 }
 
 uint32_t DC_GetCOMBaud(DEVCONTEXT *deviceContext)
 {
+    const ContextGuard guard(s_contextLock);
     return deviceContext == nullptr ? 0 : deviceContext->parameters.com.comBaud;
 }
 
 void DC_AddUsbParams(DEVCONTEXT *deviceContext, uint16_t vid, uint16_t pid)
 {
+    const ContextGuard guard(s_contextLock);
     if (deviceContext == nullptr)
         return;
     // The count may be a serial port number left in the shared word: never index past the list.
@@ -91,6 +109,7 @@ void DC_AddUsbParams(DEVCONTEXT *deviceContext, uint16_t vid, uint16_t pid)
 
 int32_t DC_GetUsbListSize(DEVCONTEXT *deviceContext)
 {
+    const ContextGuard guard(s_contextLock);
     return deviceContext == nullptr ? 0 : deviceContext->parameters.usb.usbCount;
 }
 
@@ -102,6 +121,7 @@ static bool IsUsbPair(const DEVCONTEXT *deviceContext, int32_t index)
 
 uint16_t DC_GetUsbVid(DEVCONTEXT *deviceContext, int32_t index)
 {
+    const ContextGuard guard(s_contextLock);
     if (!IsUsbPair(deviceContext, index))
         return 0;
     return deviceContext->parameters.usb.usbVid[index];
@@ -109,6 +129,7 @@ uint16_t DC_GetUsbVid(DEVCONTEXT *deviceContext, int32_t index)
 
 uint16_t DC_GetUsbPid(DEVCONTEXT *deviceContext, int32_t index)
 {
+    const ContextGuard guard(s_contextLock);
     if (!IsUsbPair(deviceContext, index))
         return 0;
     return deviceContext->parameters.usb.usbPid[index];
@@ -116,23 +137,27 @@ uint16_t DC_GetUsbPid(DEVCONTEXT *deviceContext, int32_t index)
 
 void DC_SetDevice(DEVCONTEXT *deviceContext, void *device)
 {
+    const ContextGuard guard(s_contextLock);
     if (deviceContext != nullptr)
         deviceContext->device = device;
 }
 
 void *DC_GetDevice(DEVCONTEXT *deviceContext)
 {
+    const ContextGuard guard(s_contextLock);
     return deviceContext == nullptr ? nullptr : deviceContext->device;
 }
 
 void DC_AddDeviceRef(DEVCONTEXT *deviceContext)
 {
+    const ContextGuard guard(s_contextLock);
     if (deviceContext != nullptr)
         ++deviceContext->refCnt;
 }
 
 int DC_ReleaseDeviceRef(DEVCONTEXT *deviceContext)
 {
+    const ContextGuard guard(s_contextLock);
     if (deviceContext == nullptr || deviceContext->refCnt == 0)
         return 0;
     --deviceContext->refCnt;
@@ -151,46 +176,53 @@ int DC_ReleaseDeviceRef(DEVCONTEXT *deviceContext)
 
 uint32_t DC_IsOpen(DEVCONTEXT *deviceContext)
 {
+    const ContextGuard guard(s_contextLock);
     return deviceContext == nullptr ? 0 : deviceContext->isOpen;
 }
 
 void DC_SwitchOpenStatus(DEVCONTEXT *deviceContext)
 {
+    const ContextGuard guard(s_contextLock);
     if (deviceContext != nullptr)
         deviceContext->isOpen = deviceContext->isOpen == 0 ? 1 : 0;
 }
 
 void DC_SetOutputBufSize(DEVCONTEXT *deviceContext, int64_t size)
 {
+    const ContextGuard guard(s_contextLock);
     if (deviceContext != nullptr)
         deviceContext->outputBufSize = size;
 }
 
 int64_t DC_GetOutputBufSize(DEVCONTEXT *deviceContext)
 {
+    const ContextGuard guard(s_contextLock);
     return deviceContext == nullptr ? 0 : deviceContext->outputBufSize;
 }
 
 void DC_SetInputBufSize(DEVCONTEXT *deviceContext, int64_t size)
 {
+    const ContextGuard guard(s_contextLock);
     if (deviceContext != nullptr)
         deviceContext->inputBufSize = size;
 }
 
 int64_t DC_GetInputBufSize(DEVCONTEXT *deviceContext)
 {
+    const ContextGuard guard(s_contextLock);
     return deviceContext == nullptr ? 0 : deviceContext->inputBufSize;
 }
 
 void DC_SetModeId(DEVCONTEXT *deviceContext, uint8_t modeId)
 {
+    const ContextGuard guard(s_contextLock);
     // On a serial context this byte belongs to the baud rate.
-    if (deviceContext != nullptr && std::strncmp(deviceContext->interfaceType, "hid",
-                                                 sizeof(deviceContext->interfaceType)) == 0)
+    if (HasInterfaceType(deviceContext, "hid"))
         deviceContext->parameters.usb.modeId = modeId;
 }
 
 uint8_t DC_GetModeId(DEVCONTEXT *deviceContext)
 {
+    const ContextGuard guard(s_contextLock);
     return deviceContext == nullptr ? 0 : deviceContext->parameters.usb.modeId;
 }

@@ -95,6 +95,9 @@ void LeaveCall(hid_device *device);
 bool EnterTransfer(hid_device *device);
 void LeaveTransfer(hid_device *device);
 
+// The path the device was opened by; left as it is for a handle that is not open.
+void CopyPath(hid_device *device, char (&path)[kPathSize]);
+
 // Under LockOpening. Retiring ends the read thread and lets go of the USB device; the record stays.
 void RetireLostDevices();
 void RetireHolder(const char *path);

@@ -134,6 +134,14 @@ void LeaveTransfer(hid_device *device)
     Leave(device, true);
 }
 
+void CopyPath(hid_device *device, char (&path)[kPathSize])
+{
+    if (!EnterCall(device))
+        return;
+    memcpy(path, device->interface.path, sizeof path);
+    LeaveCall(device);
+}
+
 static void Retire(hid_device *device)
 {
     // A forked child shares the open file of the USB device, and has not the thread: cancelling and

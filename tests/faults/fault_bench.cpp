@@ -130,7 +130,7 @@ void Finish(Host *host, const Scenario &scenario)
     if (!scenario.forgets || host->handle == nullptr)
         return;
     if (host->line == Line::Serial)
-        CALL(host->library, GCloseCom)(host->handle);
+        CALL(host->library, COM_close)(host->handle);
     else
         CALL(host->library, hid_close)(static_cast<hid_device *>(host->handle));
     host->handle = nullptr;

@@ -102,17 +102,10 @@ void Fail(Trial *trial, const Damaged &damaged, const std::string &problem)
         ADD_FAILURE() << trial->subject.name << ": " << problem << "\n  " << Described(damaged);
 }
 
-void EmptyLine()
-{
-    g_line.waiting.clear();
-    g_line.reports.clear();
-    g_line.firstReport = 0;
-}
-
 void Script(const Trial &trial, const Damaged &damaged)
 {
     Rewind(trial.subject.rows);
-    EmptyLine();
+    LeaveAlone();
     g_line.damagedRow = damaged.row;
     g_line.damaged = damaged.answer;
     g_line.damagedReports = damaged.reports;
@@ -193,7 +186,6 @@ void TryNextCall(Trial *trial, const Damaged &damaged)
     if (!g_line.waiting.empty() || !g_line.reports.empty())
     {
         MakeNextCall(trial, damaged, false);
-        EmptyLine();
     }
     MakeNextCall(trial, damaged, true);
     EmptyLine();

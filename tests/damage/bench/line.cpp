@@ -25,6 +25,7 @@ namespace
 
 constexpr int kStepUs = 10;           // what a step of the serial line's read waits
 constexpr int64_t kSilenceUs = 20000; // what passes in it here
+constexpr int64_t kSettledUs = 11000000;
 constexpr int kMostExchanges = 200000;
 constexpr size_t kReportPayload = 62;
 constexpr size_t kReportHeader = 3; // of an output report: number, mode id, length
@@ -150,9 +151,23 @@ void Rewind(const std::vector<GoldenExchange> &rows)
     g_line.inOrder = true;
     g_line.heard.clear();
     g_line.exchanges = 0;
+    g_line.began += g_line.microseconds;
     g_line.microseconds = 0;
     g_line.paused = 0;
     g_dice = 1;
+}
+
+void EmptyLine()
+{
+    g_line.waiting.clear();
+    g_line.reports.clear();
+    g_line.firstReport = 0;
+}
+
+void LeaveAlone()
+{
+    EmptyLine();
+    g_line.began += kSettledUs;
 }
 
 void SetSetting(const std::string &key, int value)
@@ -227,10 +242,11 @@ extern "C"
 
     int __wrap_clock_gettime(clockid_t clock, timespec *time)
     {
-        if (!g_line.plugged || clock != CLOCK_MONOTONIC)
+        if (!g_line.plugged || (clock != CLOCK_MONOTONIC && clock != CLOCK_MONOTONIC_COARSE))
             return __real_clock_gettime(clock, time);
-        time->tv_sec = static_cast<time_t>(g_line.microseconds / 1000000);
-        time->tv_nsec = static_cast<long>(g_line.microseconds % 1000000 * 1000);
+        const int64_t now = g_line.began + g_line.microseconds;
+        time->tv_sec = static_cast<time_t>(now / 1000000);
+        time->tv_nsec = static_cast<long>(now % 1000000 * 1000);
         return 0;
     }
 

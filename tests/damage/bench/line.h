@@ -38,15 +38,21 @@ struct Line
     size_t firstReport = 0;
 
     int exchanges = 0;
-    int64_t microseconds = 0; // of the clock
+    int64_t began = 0;        // microseconds of the clock when the call began
+    int64_t microseconds = 0; // since then
     int64_t paused = 0;       // of these, in usleep
 };
 
 extern Line g_line;
 
-// Before each call: the script from its beginning, the clock at zero. What an earlier call has left
-// unread stays.
+// Before each call: the script from its beginning. What an earlier call has left unread stays.
 void Rewind(const std::vector<GoldenExchange> &rows);
+
+// What has been left unread is thrown away.
+void EmptyLine();
+
+// An empty line that is left alone until nobody waits for an answer on it any more.
+void LeaveAlone();
 
 // An answer as the input reports of the reader: mode id, length, 62 bytes of payload.
 std::vector<std::string> InReports(const std::string &answer);

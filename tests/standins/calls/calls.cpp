@@ -216,9 +216,16 @@ std::vector<void *> LocksHeld()
 void LetGo(void *lock)
 {
     HeldLocks &held = HeldHere();
-    void **end = held.locks + held.count;
-    held.count = static_cast<int>(std::remove(held.locks, end, lock) - held.locks);
-    pthread_mutex_unlock(static_cast<pthread_mutex_t *>(lock));
+    int kept = 0;
+    for (int i = 0; i < held.count; ++i)
+        if (held.locks[i] != lock)
+        {
+            held.locks[kept] = held.locks[i];
+            held.taken[kept++] = held.taken[i];
+        }
+        else if (held.taken[i])
+            pthread_mutex_unlock(static_cast<pthread_mutex_t *>(lock));
+    held.count = kept;
 }
 
 // ---- The line and the clock ----

@@ -11,15 +11,18 @@ namespace library_calls
 namespace
 {
 
+// A recursive lock can be taken by its holder; of any other one it would wait for ever.
 int MutexLock(pthread_mutex_t *mutex)
 {
     HeldLocks &held = HeldHere();
     void **end = held.locks + held.count;
     const bool isHeld = std::find(held.locks, end, mutex) != end;
-    if (isHeld)
-        NoteEndlessWait(); // and go on, so that the rest of the call is seen
-    else
+    if (!isHeld)
         pthread_mutex_lock(mutex);
+    const bool taken = !isHeld || pthread_mutex_trylock(mutex) == 0;
+    if (!taken)
+        NoteEndlessWait(); // and go on, so that the rest of the call is seen
+    held.taken[held.count] = taken;
     held.locks[held.count++] = mutex;
     return 0;
 }
@@ -27,17 +30,18 @@ int MutexLock(pthread_mutex_t *mutex)
 int MutexUnlock(pthread_mutex_t *mutex)
 {
     HeldLocks &held = HeldHere();
-    void **end = held.locks + held.count;
-    void **found = std::find(held.locks, end, mutex);
-    if (found != end)
+    int last = held.count - 1;
+    while (last >= 0 && held.locks[last] != mutex)
+        --last;
+    if (last < 0)
+        return pthread_mutex_unlock(mutex);
+    const bool taken = held.taken[last];
+    for (--held.count; last < held.count; ++last)
     {
-        std::copy(found + 1, end, found);
-        --held.count;
+        held.locks[last] = held.locks[last + 1];
+        held.taken[last] = held.taken[last + 1];
     }
-    end = held.locks + held.count;
-    if (std::find(held.locks, end, mutex) != end)
-        return 0;
-    return pthread_mutex_unlock(mutex);
+    return taken ? pthread_mutex_unlock(mutex) : 0;
 }
 
 Row s_condWait;

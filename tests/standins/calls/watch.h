@@ -85,6 +85,7 @@ void NoteEndlessWait();
 struct HeldLocks
 {
     void *locks[32];
+    bool taken[32]; // false: it was held already, and waited for in vain
     int count;
 };
 

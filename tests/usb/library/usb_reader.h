@@ -16,8 +16,9 @@ struct UsbReader
     vreader::RunningReader *reader;
     std::string error;
 
-    explicit UsbReader(const std::string &profile = "", uint8_t address = 2)
-        : device(usb_standin::Plug(usb_standin::ReaderModel(), 1, address))
+    explicit UsbReader(const std::string &profile = "", uint8_t address = 2,
+                       const usb_standin::DeviceModel &model = usb_standin::ReaderModel())
+        : device(usb_standin::Plug(model, 1, address))
     {
         vreader::ReaderOptions options;
         options.profile = profile;
