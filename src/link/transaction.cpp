@@ -56,6 +56,9 @@ int Vantor_Open(DEVCONTEXT *deviceContext, int port, int baud, unsigned char bpP
 {
     if (deviceContext == nullptr)
         return kNoDevice;
+    // In one: a command of another thread must not find the record half filled and open whatever
+    // it then says, such as port 0.
+    const ContextGuard guard(s_contextLock);
     if (DC_IsOpen(deviceContext))
         return 0;
     DC_Init(deviceContext);
@@ -80,6 +83,7 @@ int Vantor_Open_PID(DEVCONTEXT *deviceContext, uint16_t vid, uint16_t pid)
 {
     if (deviceContext == nullptr)
         return kNoDevice;
+    const ContextGuard guard(s_contextLock);
     if (DC_IsOpen(deviceContext))
         return 0;
     DC_Init(deviceContext);

@@ -1,7 +1,8 @@
 // The lock of a device context. Commands are not locked against each other: one at a time is the
 // host's business. But a host may close, disconnect or reset from a second thread at any moment of
 // a command, and then the record must not come apart: it is looked at and changed under this lock
-// only. It is held while a device is opened or closed, never while the reader is waited for.
+// only. It is held while a device is opened or closed, with the pass-through sequence that belongs
+// to it, never while an answer is waited for. BO_Cancel and BO_CancelWait do without it.
 #pragma once
 
 #include <mutex>

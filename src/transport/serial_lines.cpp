@@ -5,6 +5,7 @@
 #include <new>
 #include <unistd.h>
 
+#include "support/file_io.h"
 #include "vantor/transport.h"
 
 namespace
@@ -113,7 +114,7 @@ int CloseSerialLine(void *handle)
     if (closing == Closing::kUnused)
         return GCloseCom(handle);
     // The settings go back now: later they might meet the line opened anew.
-    const int result = ioctl(Descriptor(handle), TCSETAW, &oterm_attr) < 0 ? -99 : 0;
+    const int set = Uninterrupted([=] { return ioctl(Descriptor(handle), TCSETAW, &oterm_attr); });
     LeaveSerialLine(handle);
-    return result;
+    return set < 0 ? -99 : 0; // as GReSetTerm_Linux does it
 }
