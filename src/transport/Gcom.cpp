@@ -12,6 +12,7 @@
 
 #include "support/file_io.h"
 #include "support/fixed_text.h"
+#include "transport/serial_lines.h"
 
 namespace
 {
@@ -166,12 +167,13 @@ void *GOpenCom(int index, int baud)
     *handle = Uninterrupted([=] { return open(g_szComName[index], O_RDWR); });
     // On failure neither the cell nor the descriptor is released. Deliberate.
     if (GSetTerm_Linux(*handle, baud) != 0)
-        return nullptr; // NOLINT(clang-analyzer-unix.Malloc)
-    return handle;
+        return nullptr;            // NOLINT(clang-analyzer-unix.Malloc)
+    return KeepSerialLine(handle); // the adapter's calls take it too
 }
 
 int GCloseCom(void *handle)
 {
+    ForgetSerialLine(handle);
     const int fd = Descriptor(handle);
     const int result = GReSetTerm_Linux(fd);
     // The settings of a line that vanished cannot be put back. Its descriptor goes all the same:

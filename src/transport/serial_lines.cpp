@@ -66,10 +66,18 @@ Closing BeginClosing(const void *handle)
     return Closing::kInUse;
 }
 
+bool IsKept(const void *handle)
+{
+    const std::lock_guard<std::mutex> guard(s_lines);
+    return *FindLink(handle) != nullptr;
+}
+
 } // namespace
 
 void *KeepSerialLine(void *handle)
 {
+    if (IsKept(handle))
+        return handle;
     SerialLine *line = new (std::nothrow) SerialLine{handle, 0, false, nullptr};
     if (line == nullptr)
     {
@@ -80,6 +88,14 @@ void *KeepSerialLine(void *handle)
     line->next = s_firstLine;
     s_firstLine = line;
     return handle;
+}
+
+void ForgetSerialLine(const void *handle)
+{
+    const std::lock_guard<std::mutex> guard(s_lines);
+    SerialLine **link = FindLink(handle);
+    if (*link != nullptr)
+        Unlink(link);
 }
 
 bool EnterSerialLine(const void *handle)
@@ -97,7 +113,7 @@ void LeaveSerialLine(void *handle)
     {
         const std::lock_guard<std::mutex> guard(s_lines);
         SerialLine **link = FindLink(handle);
-        if (--(*link)->steps > 0 || !(*link)->closed)
+        if (*link == nullptr || --(*link)->steps > 0 || !(*link)->closed)
             return;
         Unlink(link);
     }

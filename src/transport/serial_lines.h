@@ -3,8 +3,11 @@
 // file's, nor its cell another's memory, in the middle of a step.
 #pragma once
 
-// Null when the line cannot be kept count of; it is closed again then.
+// Null when the line cannot be kept count of; it is closed again then. One that is kept already
+// stays as it is.
 void *KeepSerialLine(void *handle);
+// Before the line is closed without regard to steps.
+void ForgetSerialLine(const void *handle);
 
 // One step on a line. Entering fails once the line is closed; every step that entered leaves.
 bool EnterSerialLine(const void *handle);

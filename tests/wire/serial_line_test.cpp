@@ -330,6 +330,36 @@ TEST(SerialRead, ADescriptorBeyondADescriptorSetWorks)
     EXPECT_EQ(GCloseCom(handle), 0);
 }
 
+TEST(SerialPorts, ThePortOpenedWithoutAContextIsTakenByTheAdaptersCalls)
+{
+    PtyLine line;
+    void *handle = OpenPort(line, 9600);
+    ASSERT_NE(handle, nullptr);
+    line.Write({'a', 'b'});
+    unsigned char bytes[2] = {};
+    EXPECT_EQ(COM_read(handle, bytes, 2, 10000, [](const unsigned char *, uint32_t) { return 0; }),
+              2);
+    EXPECT_EQ(COM_write(handle, bytes, 2, 10), 2);
+    EXPECT_EQ(line.Read(2), (testing_support::Bytes{'a', 'b'}));
+    EXPECT_EQ(COM_close(handle), 0);
+    EXPECT_EQ(COM_close(handle), -1); // closed already
+    EXPECT_EQ(COM_read(handle, bytes, 2, 10, nullptr), -1);
+}
+
+// The next one has the same cell, most likely.
+TEST(SerialPorts, APortThatIsClosedAndOpenedAgainIsTakenToo)
+{
+    PtyLine line;
+    for (int round = 0; round < 3; round++)
+    {
+        void *handle = OpenPort(line, 9600);
+        unsigned char byte = 'a';
+        EXPECT_EQ(COM_write(handle, &byte, 1, 10), 1);
+        EXPECT_EQ(GCloseCom(handle), 0);
+        EXPECT_EQ(COM_write(handle, &byte, 1, 10), -1);
+    }
+}
+
 TEST(SerialHandle, ANullHandleFails)
 {
     unsigned char byte = 0;
