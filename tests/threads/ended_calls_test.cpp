@@ -118,6 +118,12 @@ int TerminalCall(const Desk &desk)
                                           "ABCDE", &length, info);
 }
 
+int Opening(const Desk &desk)
+{
+    return desk.Open();
+}
+
+const Family kOpening = {"opening", "empty", {}, Opening, {0}, true};
 const Family kPowerOn = {
     "power-on wait", "empty", {}, PowerOnWait, {-4000, -4001, -4005, -4100, -4105}};
 const Family kApdus = {
@@ -297,13 +303,13 @@ std::string NameOf(const testing::TestParamInfo<const Family *> &info)
 }
 
 INSTANTIATE_TEST_SUITE_P(Calls, EndedOverSerial,
-                         testing::Values(&kPowerOn, &kApdus, &kInformation, &kMagnetic,
+                         testing::Values(&kOpening, &kPowerOn, &kApdus, &kInformation, &kMagnetic,
                                          &kIdentityWait, &kIdentityRead, &kMemoryCard, &kTerminal),
                          NameOf);
 // Without the read of an identity card: the stand-in brings its 38 reports in no time, which is
 // more than the channel queues.
 INSTANTIATE_TEST_SUITE_P(Calls, EndedOverUsb,
-                         testing::Values(&kPowerOn, &kApdus, &kInformation, &kMagnetic,
+                         testing::Values(&kOpening, &kPowerOn, &kApdus, &kInformation, &kMagnetic,
                                          &kIdentityWait, &kMemoryCard, &kTerminal),
                          NameOf);
 
