@@ -14,7 +14,9 @@ namespace
 // What is coming in has ended when nothing came for so long: more than a serial adapter takes to
 // hand on what it gathers, and more than a byte at 1200 bits per second.
 const int kSilenceMs = 20;
-// The longest answer at 9600 bits per second; a reader that never stops holds up no command longer.
+// The longest IC answer at 9600 bits per second; a reader that never stops holds up no command
+// longer. An identity reply with its picture takes twice that: the rest of one that has only just
+// begun spoils the next command.
 const uint64_t kLongestMs = 700;
 // A reader that was silent for so long has nothing more to say.
 const uint64_t kSettledMs = 10000;
