@@ -111,6 +111,16 @@ bool ReplaceByRename(int file, const char *path, const struct stat &original,
     return done;
 }
 
+// Room for a file that grows.
+bool ReserveTo(int file, off_t size, off_t newSize)
+{
+    int trouble = 0;
+    do
+        trouble = newSize > size ? posix_fallocate(file, size, newSize - size) : 0;
+    while (trouble == EINTR);
+    return trouble == 0;
+}
+
 // The way that is left when no second file can take the place of the first: a directory that may
 // not be written, a file that is a mount point of its own. Room is reserved before the first byte
 // moves, and the file is never removed, so it keeps its owner and a full disk costs nothing.
@@ -129,8 +139,7 @@ void ReplaceInPlace(int file, const struct stat &original, const Replacement &re
     if (Uninterrupted([&] { return pread(file, rest, tail, replacement.end); }) !=
         static_cast<ssize_t>(tail))
         return;
-    if (newSize > original.st_size &&
-        posix_fallocate(file, original.st_size, newSize - original.st_size) != 0)
+    if (!ReserveTo(file, original.st_size, newSize))
         return;
     const bool placed = lseek(file, replacement.begin, SEEK_SET) == replacement.begin;
     const size_t written = placed ? WriteFully(file, text.get(), count) : 0;

@@ -127,6 +127,12 @@ int ReadInfo(Host &host)
     return result > 0 ? 0 : result;
 }
 
+int ReadSilence(Host &host)
+{
+    unsigned char answer[256];
+    return CALL(host.library, COMM_Read)(host.Device(), answer, sizeof answer, 500, EndsWith03);
+}
+
 int OpenAndClose(Host &host)
 {
     DEVCONTEXT device;
@@ -311,6 +317,7 @@ void AddTransport(std::vector<Scenario> *list, Line line)
                      Alone(Make("COMM_Open", line, OpenAndClose, {-2})),
                      Alone(Make("DC_ReleaseDeviceRef", line, OpenAndRelease, {-1000})),
                      Make("COMM_Read", line, ReadInfo, {-62, -1, 5}),
+                     Expecting(Make("COMM_Read of silence", line, ReadSilence, {-1}), -62),
                      Alone(Make(usb ? "HID_open" : "COM_open", line, UseAdapter,
                                 usb ? std::set<int>{-19, -62, -1} : std::set<int>{-2, -62, -1})),
                  });
@@ -328,6 +335,8 @@ void AddTransport(std::vector<Scenario> *list, Line line)
         return;
     }
     list->push_back(Alone(Make("GOpenCom", line, UsePort, {1, -1, -99})));
+    list->push_back(Denying(Alone(Make("GReadCom of an empty read", line, UsePort, {1, -1, -99})),
+                            "read", "end of file"));
     list->push_back(Alone(Make("GSetTerm_Linux", line, ConfigurePort, {-2, -3, -4, -99})));
 }
 

@@ -389,6 +389,18 @@ Scenario On(Scenario scenario, const std::string &profile)
     return scenario;
 }
 
+Scenario Denying(Scenario scenario, const std::string &function, const std::string &fault)
+{
+    scenario.call = [call = scenario.call, function, fault](Host &host)
+    {
+        library_calls::Always(function, fault);
+        const int result = call(host);
+        library_calls::AllWell();
+        return result;
+    };
+    return scenario;
+}
+
 std::string TestName(const Scenario &scenario)
 {
     std::string name = scenario.name;

@@ -89,6 +89,9 @@ Scenario With(Scenario scenario, const std::string &settings);
 Scenario Expecting(Scenario scenario, int result);
 Scenario After(Scenario scenario, const Step &prepare);
 Scenario On(Scenario scenario, const std::string &profile); // with these cards
+// While the call runs, every call of that function fails so: what the library does then has its
+// own calls, and each of them fails in turn as well.
+Scenario Denying(Scenario scenario, const std::string &function, const std::string &fault);
 
 inline void PrintTo(const Scenario &scenario, std::ostream *out)
 {

@@ -96,6 +96,18 @@ int ModeExchange(Host &host)
                          : CALL(host.library, hid_read_modeid)(host.device, answer, 62, 100);
 }
 
+// Without a time limit: the reply comes, or the device is lost.
+int ReadBlocking(Host &host, unsigned char *report)
+{
+    return CALL(host.library, hid_read)(host.device, report, 65);
+}
+
+int ReadBehindAStall(Host &host)
+{
+    usb_standin::SendOutcome(host.usbDevice, LIBUSB_TRANSFER_STALL);
+    return WriteAndRead(host, ReadTimed);
+}
+
 template <typename Call>
 int TextOf(const Call &call, Host &host)
 {
@@ -137,6 +149,15 @@ std::vector<Scenario> Scenarios()
                            [](Host &host) { return WriteAndRead(host, ReadNonblocking); },
                            {-1, -7}),
                   64),
+        Expecting(OnHandle("hid_read without a limit",
+                           [](Host &host) { return WriteAndRead(host, ReadBlocking); }, {-1}),
+                  64),
+        Expecting(OnHandle("hid_read_timeout behind a stall", ReadBehindAStall, {-1, 0}), 64),
+        Denying(
+            Expecting(OnHandle("hid_write to a halted endpoint", [](Host &host)
+                               { return CALL(host.library, hid_write)(host.device, kReport, 65); }),
+                      -1),
+            "libusb_interrupt_transfer", "libusb's -9"),
         Expecting(OnHandle("hid_send_feature_report",
                            [=](Host &host) {
                                return CALL(host.library, hid_send_feature_report)(

@@ -257,8 +257,13 @@ void AddIdentityCalls(std::vector<Scenario> *list, Line line)
                                      },
                                      {-2, -3, -9, -11}))),
                  });
-    if (line == Line::Serial)
-        list->push_back(WithLog(info));
+    if (line != Line::Serial)
+        return;
+    list->push_back(WithLog(info));
+    Scenario without = Expecting(info, -3001);
+    without.name = "BO_ReadIdInfo without a card";
+    without.profile = "empty";
+    list->push_back(without);
 }
 
 std::vector<Scenario> Scenarios()
@@ -307,7 +312,25 @@ TEST(Photos, AConvertedPictureThatFailsAnywhereIsReported)
         "BO_ReadIdInfo with picture", Line::Serial,
         [path](Host &host) { return ReadWithPhoto(host, path.c_str()); }, kPhotoCodes));
     scenario.expected = -77; // the converter's own result
+    // Without the picture of the time before a directory of its name is made, and goes again.
+    scenario.prepare = [path](Host &) { std::filesystem::remove(path); };
+    scenario.failures.insert(-78); // the converter's as well: that directory is there still
     TryEveryFault(scenario);
+}
+
+TEST(Photos, TheirDirectoryMayFailToBeMade)
+{
+    const testing_support::PhotoRoom room;
+    room.Decoder();
+    std::filesystem::create_directory("photos");
+    Scenario scenario = Laid(Make(
+        "BO_ReadIdInfo with photo in a directory", Line::Serial,
+        [](Host &host) { return ReadWithPhoto(host, "photos/photo.bmp"); }, kPhotoCodes));
+    TryEveryFault(scenario);
+    scenario.call = [](Host &host) { return ReadWithPhoto(host, "photos"); };
+    TryEveryFault(scenario);
+    std::filesystem::directory_iterator entries("photos"); // named by hand, and by the card
+    EXPECT_EQ(2, std::distance(begin(entries), end(entries)));
 }
 
 TEST(Photos, TheBitmapCallGivesItsOwnCodes)

@@ -100,6 +100,7 @@ void AddLinesOfOthers(std::vector<Scenario> *list)
 
 const char kSettings[] = "[other]\nDevBaud=1\n[devcfg]\n; speeds\nDevBaud=19200\nIdBaud=9600\n";
 const char kChanged[] = "[other]\nDevBaud=1\n[devcfg]\n; speeds\nDevBaud=115200\nIdBaud=9600\n";
+const char kShorter[] = "[other]\nDevBaud=1\n[devcfg]\n; speeds\nDevBaud=1\nIdBaud=9600\n";
 
 void LayFile(Host &host)
 {
@@ -140,43 +141,81 @@ int TextOfFile(Host &host)
     return Judge(value);
 }
 
-// 0 when the file is as it was or as it is to be, every byte of it; and no other file beside it.
-int JudgeFile(Host &host)
+// What became of the file, every byte of it.
+constexpr int kDone = 0;
+constexpr int kAsItWas = 1;
+constexpr int kEndNotCutOff = 2; // in place: behind the new text stands the end of the old one
+constexpr int kBroken = 4;
+constexpr int kCopyIsLeft = 8; // added
+
+int JudgeText(const std::string &text, const std::string &changed)
 {
-    const std::string text = ReadFile(host.path);
-    int others = 0;
+    if (text == changed)
+        return kDone;
+    if (text == kSettings)
+        return kAsItWas;
+    return text.size() == strlen(kSettings) && text.rfind(changed, 0) == 0 ? kEndNotCutOff
+                                                                           : kBroken;
+}
+
+int JudgeFile(Host &host, const char *changed)
+{
+    int result = JudgeText(ReadFile(host.path), changed);
     for (const fs::directory_entry &entry : fs::directory_iterator(host.library.directory.path))
         if (entry.path().string().rfind(host.path + ".", 0) == 0)
         {
-            ++others;
+            result += kCopyIsLeft;
             fs::remove(entry.path());
         }
-    return (text == kSettings || text == kChanged ? 0 : -1) - others;
+    return result;
 }
 
 int Change(Host &host)
 {
     CALL(host.library, GSetConfigString)("devcfg", "DevBaud", "115200");
-    return JudgeFile(host);
+    return JudgeFile(host, kChanged);
+}
+
+int Shorten(Host &host)
+{
+    CALL(host.library, GSetConfigString)("devcfg", "DevBaud", "1");
+    return JudgeFile(host, kShorter);
 }
 
 int ChangeFile(Host &host)
 {
     CALL(host.library, _IniWriteValue)("devcfg", "DevBaud", "115200", host.path.c_str());
-    return JudgeFile(host);
+    return JudgeFile(host, kChanged);
+}
+
+// As a superuser's host finds them; for any other one they stay its own.
+void LayForeignSettings(Host &host)
+{
+    LaySettings(host);
+    (void)!chown(host.path.c_str(), 1, 1);
 }
 
 void AddSettings(std::vector<Scenario> *list)
 {
-    list->insert(list->end(),
-                 {
-                     Expecting(After(Support("GGetConfigInt", Number, {9600}), LaySettings), 19200),
-                     After(Support("GGetConfigString", Text, {1}), LaySettings),
-                     After(Support("_IniReadValue", TextOfFile, {1}), LayFile),
-                     // -1: the copy that could not be removed again.
-                     After(Support("GSetConfigString", Change), LaySettings),
-                     After(Support("_IniWriteValue", ChangeFile), LayFile),
-                 });
+    const auto inPlace = [](const char *name, int (*call)(Host &), const std::set<int> &failures)
+    { return Denying(After(Support(name, call, failures), LaySettings), "mkostemp", "EACCES"); };
+    list->insert(
+        list->end(),
+        {
+            Expecting(After(Support("GGetConfigInt", Number, {9600}), LaySettings), 19200),
+            After(Support("GGetConfigString", Text, {1}), LaySettings),
+            After(Support("_IniReadValue", TextOfFile, {1}), LayFile),
+            After(Support("GSetConfigString", Change, {kAsItWas}), LaySettings),
+            After(Support("GSetConfigString of another owner", Change, {kAsItWas}),
+                  LayForeignSettings),
+            After(Support("_IniWriteValue", ChangeFile, {kAsItWas}), LayFile),
+            inPlace("GSetConfigString in place", Change, {kAsItWas}),
+            inPlace("GSetConfigString in place and shorter", Shorten, {kAsItWas, kEndNotCutOff}),
+            Denying(After(Support("GSetConfigString behind a vain copy", Change,
+                                  {kAsItWas, kCopyIsLeft}),
+                          LaySettings),
+                    "rename", "EACCES"),
+        });
 }
 
 // ---- Files ----
@@ -239,6 +278,13 @@ void AddFiles(std::vector<Scenario> *list)
                             host.library.directory.path.c_str(), CountEntry, 0);
                     },
                     {-99}),
+            Denying(Support("GScanDirectory without the kinds of its entries",
+                            [](Host &host) {
+                                return CALL(host.library, GScanDirectory)(
+                                    host.library.directory.path.c_str(), CountEntry, 0);
+                            },
+                            {-99}),
+                    "readdir", "of unknown kind"),
             Support("ScanDirCallback",
                     [](Host &host)
                     {

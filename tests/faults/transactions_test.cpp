@@ -102,6 +102,17 @@ void AddReading(std::vector<Scenario> *list, Line line)
                                  &cardType, "", sizeof texts.first, texts.first, 1);
                          },
                          kReading)),
+                     On(Expecting(Make(
+                                      "BO_ICGetInfo without a card", line,
+                                      [](Host &host)
+                                      {
+                                          Texts texts;
+                                          return CALL(host.library, BO_ICGetInfo)(0, "ABEGI", 0,
+                                                                                  texts.first, 1);
+                                      },
+                                      kReading),
+                                  -4005),
+                        "empty"),
                      On(Make("BO_SSCReadInfo", line,
                              [](Host &host)
                              {
@@ -289,7 +300,7 @@ std::vector<Scenario> Scenarios()
     std::vector<Scenario> usb;
     AddReading(&usb, Line::Usb);
     list.push_back(usb[0]);
-    list.push_back(usb[6]); // IC_GetInfo
+    list.push_back(usb[7]); // IC_GetInfo
     return list;
 }
 

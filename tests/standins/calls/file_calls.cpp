@@ -60,6 +60,19 @@ size_t Fwrite(const void *bytes, size_t size, size_t count, FILE *file)
     return fwrite(bytes, size, fault != nullptr ? count / 2 : count, file);
 }
 
+Row s_readdir;
+
+dirent *Readdir(DIR *directory)
+{
+    const Fault *fault = Enter(s_readdir);
+    if (fault != nullptr && fault->manner == Manner::Instead)
+        return Spoiled<dirent *>(*fault);
+    dirent *entry = readdir(directory);
+    if (fault != nullptr && entry != nullptr)
+        entry->d_type = DT_UNKNOWN; // as on some file systems
+    return entry;
+}
+
 Row s_vsnprintf;
 
 __attribute__((format(printf, 3, 0))) int Vsnprintf(char *text, size_t size, const char *format,
@@ -108,7 +121,8 @@ void AddStreamsAndDirectories(RowList *rows)
             Passes<&unlink>("unlink", {Fails(-1, EACCES)}),
             Passes<&remove>("remove", {Fails(-1, EACCES)}),
             Passes<&opendir>("opendir", {Fails(0, EMFILE)}),
-            Passes<&readdir>("readdir", {Fails(0, EIO)}),
+            Special(&s_readdir, "readdir", Address(&Readdir),
+                    {Fails(0, EIO), {"of unknown kind", Manner::Short, 0, 0, false}}),
             Passes<&closedir>("closedir", {FailsAfter(-1, EINTR)}),
             Passes<&dladdr>("dladdr", {GivesZero("unknown")}),
             Passes<&dlopen>("dlopen", {Fails(0, ENOMEM)}),
