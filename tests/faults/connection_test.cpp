@@ -197,6 +197,12 @@ int UsePort(Host &host)
     return result < 0 ? result : closed;
 }
 
+// Its settings cannot be put back; its descriptor goes.
+int CloseLost(Host &host)
+{
+    return CALL(host.library, GCloseCom)(host.handle);
+}
+
 int ConfigurePort(Host &host)
 {
     const int descriptor = open(host.terminal.name.c_str(), O_RDWR | O_NOCTTY);
@@ -335,6 +341,10 @@ void AddTransport(std::vector<Scenario> *list, Line line)
         return;
     }
     list->push_back(Alone(Make("GOpenCom", line, UsePort, {1, -1, -99})));
+    Scenario lost =
+        Denying(Make("GCloseCom of a line that vanished", line, CloseLost), "ioctl", "EIO");
+    lost.prepare = [](Host &host) { host.handle = CALL(host.library, GOpenCom)(3, 9600); };
+    list->push_back(Alone(Expecting(lost, -99)));
     list->push_back(Denying(Alone(Make("GReadCom of an empty read", line, UsePort, {1, -1, -99})),
                             "read", "end of file"));
     list->push_back(Alone(Make("GSetTerm_Linux", line, ConfigurePort, {-2, -3, -4, -99})));

@@ -102,9 +102,10 @@ int ReadBlocking(Host &host, unsigned char *report)
     return CALL(host.library, hid_read)(host.device, report, 65);
 }
 
-int ReadBehindAStall(Host &host)
+int ReadBehindStalls(Host &host)
 {
-    usb_standin::SendOutcome(host.usbDevice, LIBUSB_TRANSFER_STALL);
+    for (int i = 0; i < 5; i++) // behind the third the read thread pauses
+        usb_standin::SendOutcome(host.usbDevice, LIBUSB_TRANSFER_STALL);
     return WriteAndRead(host, ReadTimed);
 }
 
@@ -152,7 +153,7 @@ std::vector<Scenario> Scenarios()
         Expecting(OnHandle("hid_read without a limit",
                            [](Host &host) { return WriteAndRead(host, ReadBlocking); }, {-1}),
                   64),
-        Expecting(OnHandle("hid_read_timeout behind a stall", ReadBehindAStall, {-1, 0}), 64),
+        Expecting(OnHandle("hid_read_timeout behind stalls", ReadBehindStalls, {-1, 0}), 64),
         Denying(
             Expecting(OnHandle("hid_write to a halted endpoint", [](Host &host)
                                { return CALL(host.library, hid_write)(host.device, kReport, 65); }),
