@@ -360,6 +360,17 @@ TEST(Digest, AFileThatCannotBeReadToItsEndHasNone)
     EXPECT_EQ(0, digest("/tmp", text, sizeof text)) << "a directory has the digest of no data";
 }
 
+TEST(Line, ByteThatAnotherReaderTookIsNoFailure)
+{
+    const OpenHost host;
+    library_calls::Say({0x41});
+    unsigned char answer[8];
+    Always("read", "EAGAIN");
+    EXPECT_EQ(0, CALL(host.library, GReadCom)(host.Device()->device, answer, sizeof answer, 100));
+    AllWell();
+    EXPECT_EQ(1, CALL(host.library, GReadCom)(host.Device()->device, answer, sizeof answer, 100));
+}
+
 TEST(Log, ASignalAtTheOpeningKeepsNoLock)
 {
     const OpenHost host(WithLevel("1"));
