@@ -148,7 +148,7 @@ int Exchange(const Framing &framing, DEVCONTEXT *deviceContext, const unsigned c
         result = TakePayload(framing, received, response, responseCapacity);
         explicit_bzero(sent.bytes, static_cast<size_t>(sent.length)); // it may have held a key
         if (isSent && result == kBadAnswer) // none, half of one, or what belongs to another link
-            ExpectLateAnswer(deviceContext);
+            ExpectLateAnswer(deviceContext, LateAnswer::kAwaited);
     }
     EndExchange(deviceContext);
     return result;

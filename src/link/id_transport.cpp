@@ -77,7 +77,7 @@ int SendAndReceive(DEVCONTEXT *deviceContext, const unsigned char *payload, int 
     reply.length =
         COMM_Read(deviceContext, reply.bytes, sizeof reply.bytes, timeoutMs, KrelIdPacketIsEnd);
     if (reply.length <= 0 || !KrelIdPacketIsEnd(reply.bytes, static_cast<uint32_t>(reply.length)))
-        ExpectLateAnswer(deviceContext);
+        ExpectLateAnswer(deviceContext, LateAnswer::kAwaited);
     // A reply that never came is logged as zero bytes, as many as were sent. Deliberate.
     LogReceivedPacket(reply.bytes, reply.length > 0 ? reply.length : frameLength);
     return reply.length > 0 ? TakePayload(reply, response, responseCapacity) : reply.length;

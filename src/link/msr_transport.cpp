@@ -68,7 +68,8 @@ int SendAndReceive(DEVCONTEXT *deviceContext, const unsigned char *command, int 
     if (received > 0)
         answer->length = received;
     if (!IsWhole(reading, *answer, received))
-        ExpectLateAnswer(deviceContext);
+        ExpectLateAnswer(deviceContext,
+                         reading.endTest == nullptr ? LateAnswer::kUnlikely : LateAnswer::kAwaited);
     LogReceivedPacket(answer->bytes, std::min(answer->length, kBufferSize));
     return received;
 }

@@ -2,9 +2,11 @@
 // wait in select, plain writes, and the line's settings put back on close.
 #include "vantor/transport.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/select.h>
@@ -75,18 +77,35 @@ int Descriptor(const void *handle)
     return handle == nullptr ? -1 : *static_cast<const int32_t *>(handle);
 }
 
+int64_t MonotonicUs()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * INT64_C(1000000) + now.tv_nsec / 1000;
+}
+
+// For a descriptor that has no room in a set: hosts with more than 1024 open files.
+int PollReadable(int fd, int timeoutUs)
+{
+    pollfd line{fd, POLLIN, 0};
+    const int64_t end = MonotonicUs() + timeoutUs;
+    int64_t left = timeoutUs;
+    int ready;
+    do
+    {
+        const timespec limit{left / 1000000, left % 1000000 * 1000};
+        ready = ppoll(&line, 1, &limit, nullptr);
+        left = std::max(end - MonotonicUs(), INT64_C(0));
+    } while (ready < 0 && errno == EINTR);
+    return ready;
+}
+
 // 1 when the descriptor is readable, 0 when the time passed, -1 when the wait failed. A signal
 // that the host handles is no failure: Linux leaves the rest of the time in the argument.
 int WaitReadable(int fd, int timeoutUs)
 {
     if (fd >= FD_SETSIZE)
-    {
-        // No room in a descriptor set: hosts with more than 1024 open files.
-        pollfd line{fd, POLLIN, 0};
-        const timespec limit{0, timeoutUs * 1000L};
-        const int ready = ppoll(&line, 1, &limit, nullptr);
-        return ready < 0 && errno == EINTR ? 0 : ready;
-    }
+        return PollReadable(fd, timeoutUs);
     fd_set readable;
     timeval limit{0, timeoutUs};
     int ready;

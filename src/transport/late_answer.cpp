@@ -36,6 +36,7 @@ struct Line
     const void *device;
     LineIdentity identity;
     uint32_t answersOwed;
+    bool unlikelyOwed; // one more, until the next command
     uint64_t lastCommand;
 } s_line;
 
@@ -71,7 +72,7 @@ uint64_t Milliseconds()
 void *OwingDevice(const DEVCONTEXT *deviceContext)
 {
     const ContextGuard guard(s_contextLock);
-    const bool owes = s_line.answersOwed > 0 && deviceContext != nullptr &&
+    const bool owes = (s_line.answersOwed > 0 || s_line.unlikelyOwed) && deviceContext != nullptr &&
                       deviceContext->isOpen != 0 && deviceContext->device == s_line.device;
     return owes ? deviceContext->device : nullptr;
 }
@@ -94,14 +95,17 @@ int DropIncoming(const ReadStep &step, void *device)
 
 } // namespace
 
-void ExpectLateAnswer(const DEVCONTEXT *deviceContext)
+void ExpectLateAnswer(const DEVCONTEXT *deviceContext, LateAnswer lateAnswer)
 {
     const ContextGuard guard(s_contextLock);
     // A context that a second thread closed meanwhile was on this line.
     if (deviceContext == nullptr ||
         (deviceContext->isOpen != 0 && deviceContext->device != s_line.device))
         return;
-    ++s_line.answersOwed;
+    if (lateAnswer == LateAnswer::kAwaited)
+        ++s_line.answersOwed;
+    else
+        s_line.unlikelyOwed = true;
     s_line.lastCommand = Milliseconds();
 }
 
@@ -114,12 +118,13 @@ int DropLateAnswer(const DEVCONTEXT *deviceContext)
     const int count = DropIncoming(step, device);
     const uint64_t now = Milliseconds();
     const ContextGuard guard(s_contextLock);
-    if (s_line.device == device && s_line.answersOwed > 0)
+    if (s_line.device == device)
     {
-        if (count > 0)
+        if (count > 0 && s_line.answersOwed > 0 && !s_line.unlikelyOwed)
             --s_line.answersOwed;
         else if (now - s_line.lastCommand >= kSettledMs)
             s_line.answersOwed = 0;
+        s_line.unlikelyOwed = false;
         s_line.lastCommand = now;
     }
     return count;
@@ -130,6 +135,6 @@ void WatchForLateAnswers(const DEVCONTEXT *deviceContext)
     const ContextGuard guard(s_contextLock);
     const LineIdentity identity = IdentityOf(deviceContext);
     if (!IsSame(identity, s_line.identity))
-        s_line = {nullptr, identity, 0, 0};
+        s_line = {nullptr, identity, 0, false, 0};
     s_line.device = deviceContext->device;
 }

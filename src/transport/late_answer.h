@@ -7,8 +7,15 @@
 
 #include "vantor/transport.h"
 
+enum class LateAnswer
+{
+    kAwaited,  // owed until something has been dropped for it
+    kUnlikely, // as that of a reader which answers no mode sequences: dropped before the next
+               // command or not at all
+};
+
 // One more answer is owed on the context's line.
-void ExpectLateAnswer(const DEVCONTEXT *deviceContext);
+void ExpectLateAnswer(const DEVCONTEXT *deviceContext, LateAnswer lateAnswer);
 
 // Drops what the line brought, when it owes an answer, and waits for the end of what is just coming
 // in. The number of bytes dropped: with any, one answer less is owed. Nothing is owed any more by a

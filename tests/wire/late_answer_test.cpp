@@ -343,6 +343,29 @@ TEST_F(LateAnswer, ThatOfAFixedLengthIsDroppedAndIsWholeAtThatLength)
     EXPECT_EQ(Ask(), "first");
 }
 
+// A reader on a terminal answers no mode sequence, so that this is the usual end of one.
+TEST_F(LateAnswer, ThatOfAModeSequenceIsDroppedBeforeTheNextCommandOnly)
+{
+    const unsigned char mode[] = {0x1B, '$', 'B', '0'};
+    Room room;
+    EXPECT_EQ(RAWL_SendCmd(&host.device, mode, sizeof mode, room.Data(), 256, 2, 100), -62);
+    EXPECT_EQ(AskAnsweredWith(kSecond), "second");
+    Arrives(kFirst);
+    EXPECT_EQ(Ask(), "first");
+}
+
+TEST_F(LateAnswer, ThatOfAModeSequencePaysForNoOtherAnswer)
+{
+    EXPECT_EQ(Ask(5), "-74");
+    const unsigned char mode[] = {0x1B, '$', 'B', '0'};
+    Room room;
+    EXPECT_EQ(RAWL_SendCmd(&host.device, mode, sizeof mode, room.Data(), 256, 2, 100), -62);
+    Arrives("OK");
+    EXPECT_EQ(AskAnsweredWith(kSecond), "second");
+    Arrives(kFirst); // of the first command
+    EXPECT_EQ(AskAnsweredWith(kSecond), "second");
+}
+
 TEST_F(LateAnswer, ACommandWithoutAnAnswerLeavesNoneMissing)
 {
     const unsigned char reset[] = {0x1B, 'S'};
