@@ -106,6 +106,7 @@ TEST(DamagedRaw, AnswersOfAKnownLength)
         subject.rows = {{ESC "$S0", "S0"}};
         subject.limitMs = 100;
         subject.result = 2;
+        subject.hasFixedLength = true;
         subject.call = [=](Outputs *out)
         {
             unsigned char *response = out->Bytes(256);

@@ -179,13 +179,15 @@ void MakeNextCall(Trial *trial, const Damaged &damaged, bool mustWork)
 }
 
 // What was said behind a whole answer lies on the line still. No protocol here tells a command's
-// answer from another's, so the next call may take it for its own; it does no harm, and once the
-// line is empty all is well again.
+// answer from another's, so the next call may take it for its own; it does no harm, and the call
+// behind that one finds the line in order again.
 void TryNextCall(Trial *trial, const Damaged &damaged)
 {
     if (!g_line.waiting.empty() || !g_line.reports.empty())
     {
         MakeNextCall(trial, damaged, false);
+        if (trial->subject.hasFixedLength)
+            EmptyLine();
     }
     MakeNextCall(trial, damaged, true);
     EmptyLine();

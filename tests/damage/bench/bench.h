@@ -78,6 +78,7 @@ struct Subject
     uint32_t pauseMs = 900;      // of waits between attempts
     int framing = 0;             // "Iccmd"
     bool opensTheReader = false; // the call opens and closes it; else it is open
+    bool hasFixedLength = false; // the answer: a surplus byte makes all answers behind it lag
     bool usb = false;
     std::function<void()> prepare; // of the library's variables, before the golden state is kept
 };
