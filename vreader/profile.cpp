@@ -35,7 +35,7 @@ std::optional<json> ParseJson(const std::string &text, const std::string &what, 
     {
         return json::parse(text);
     }
-    catch (const json::parse_error &problem)
+    catch (const json::exception &problem) // a number beyond all range is no parse error
     {
         *error = what + ": " + problem.what();
         return std::nullopt;

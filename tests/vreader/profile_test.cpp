@@ -105,6 +105,11 @@ TEST(Profile, WrongJsonIsTold)
     EXPECT_THAT(Problem(std::string(100000, '[')), HasSubstr("parse error"));
 }
 
+TEST(Profile, ANumberBeyondAllRangeIsTold)
+{
+    EXPECT_THAT(Problem(R"({"cards": {"a": {"skip": 14E5444}}})"), HasSubstr("14E5444"));
+}
+
 TEST(Profile, WrongKeysAreNamed)
 {
     EXPECT_EQ(Problem(R"({"readr": {}})"), "profile: unknown key \"readr\"");
