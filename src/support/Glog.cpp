@@ -167,8 +167,11 @@ int _Safe_vasprintf(char **text, const char *format, va_list arguments)
     char *formatted = length < 0 ? nullptr : static_cast<char *>(malloc(size));
     if (formatted != nullptr && size <= sizeof(brief))
         memcpy(formatted, brief, size);
-    else if (formatted != nullptr)
-        vsnprintf(formatted, size, format, again);
+    else if (formatted != nullptr && vsnprintf(formatted, size, format, again) != length)
+    {
+        free(formatted); // a host that changes a text meanwhile, or no memory for a wide number
+        formatted = nullptr;
+    }
     va_end(again);
     *text = formatted;
     return formatted == nullptr ? -1 : length;

@@ -383,6 +383,17 @@ TEST(Log, ASignalAtTheOpeningKeepsNoLock)
     EXPECT_TRUE(library_calls::LocksHeld().empty());
 }
 
+TEST(Log, ALineThatCannotBeFormattedIntoItsRoomIsNotWritten)
+{
+    const OpenHost host(WithLevel("1"));
+    const std::string longText(2000, 'x'); // formatted once for its length, and once more
+    const size_t live = library_calls::Live().size();
+    library_calls::Begin({library_calls::Who::Host, 3, 0, false});
+    EXPECT_EQ(-99, CALL(host.library, GLogE)("%s\r\n", longText.c_str()));
+    EXPECT_EQ("vsnprintf: ENOMEM", library_calls::End().met);
+    EXPECT_EQ(live, library_calls::Live().size());
+}
+
 TEST(PhotoNames, AreMadeWithoutMemoryAlsoInTheRoomOfTheirPath)
 {
     const OpenHost host;

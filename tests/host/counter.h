@@ -3,7 +3,6 @@
 
 #include <functional>
 #include <gtest/gtest.h>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 
@@ -26,8 +25,6 @@ inline std::string ProfileText(const std::string &name, const std::string &reade
 struct Counter : CounterCalls
 {
     vreader::RunningReader *reader = nullptr;
-    std::mutex traceLock;
-    std::string trace;
 
     // A built-in profile ("" is the default one).
     explicit Counter(const std::string &profile, const std::string &configIni = ShippedConfig(),
@@ -40,15 +37,7 @@ struct Counter : CounterCalls
             options.profile = profile;
         else
             options.profileText = ProfileText(profile, readerKeys);
-        options.trace = [this, watch](const std::string &line)
-        {
-            {
-                const std::lock_guard<std::mutex> hold(traceLock);
-                trace += line + "\n";
-            }
-            if (watch)
-                watch(line);
-        };
+        options.trace = watch;
         std::string error;
         reader = vreader::StartReader(options, &error);
         if (reader == nullptr)
@@ -82,10 +71,10 @@ struct Counter : CounterCalls
         return std::stoi(Control("exchanges").substr(3));
     }
 
-    std::string Trace()
+    // Everything up to the last answer that the host has had; what is shown to `watch` comes later.
+    std::string Trace() const
     {
-        const std::lock_guard<std::mutex> hold(traceLock);
-        return trace;
+        return Control("trace");
     }
 
     // The reader's information is asked for at the line's usual speed.

@@ -35,6 +35,14 @@ constexpr unsigned char kUntouched = 0xEE;
 // filled with EE, and lies between guards.
 struct Outputs
 {
+    Outputs() = default;
+    Outputs(const Outputs &) = delete;
+    Outputs &operator=(const Outputs &) = delete;
+    ~Outputs()
+    {
+        Reset();
+    }
+
     unsigned char *Bytes(size_t room);
     char *Text(size_t room);       // the same
     char *ZeroedText(size_t room); // for the calls that ask for zero bytes before
