@@ -101,8 +101,8 @@ int ReadUntilEnd(const ReadStep &step, void *device, unsigned char *buffer, uint
 {
     const uint64_t start = GetTickCount();
     TimerSlack slack = {};
-    uint32_t elapsed = 0;
-    uint32_t lastByteAt = 0;
+    uint64_t elapsed = 0;
+    uint64_t lastByteAt = 0;
     uint32_t count = 0;
     int failure = 0;
     while (elapsed < timeoutMs && count < capacity)
@@ -123,7 +123,7 @@ int ReadUntilEnd(const ReadStep &step, void *device, unsigned char *buffer, uint
             break;
         }
         count += static_cast<uint32_t>(got);
-        elapsed = static_cast<uint32_t>(GetTickCount() - start);
+        elapsed = GetTickCount() - start;
         if (got > 0)
             lastByteAt = elapsed;
         if (IsEnd(step, endTest, buffer, count))
@@ -314,7 +314,7 @@ int HID_write(void *device, const unsigned char *bytes, uint32_t count, uint32_t
     if (timeoutMs == 0)
         timeoutMs = kNoTimeLimitMs;
     count = std::min(count, kLargestCount);
-    uint32_t elapsed = 0;
+    uint64_t elapsed = 0;
     uint32_t written = 0;
     while (elapsed < timeoutMs && written < count)
     {
@@ -324,7 +324,7 @@ int HID_write(void *device, const unsigned char *bytes, uint32_t count, uint32_t
         if (step < 0)
             return kFailed;
         written += static_cast<uint32_t>(step);
-        elapsed = static_cast<uint32_t>(GetTickCount() - start);
+        elapsed = GetTickCount() - start;
     }
     return written == 0 ? kTimedOut : static_cast<int>(written);
 }

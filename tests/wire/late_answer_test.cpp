@@ -385,6 +385,24 @@ TEST_F(LateAnswer, AReadOfUnaskedDataIsNoExchange)
     EXPECT_EQ(Vantor_ReadData(&host.device, 100), static_cast<int>(kFirst.size()));
 }
 
+// ---- The clock ----
+
+// Milliseconds of more than 32 bits: a machine that slept, or a very long limit.
+TEST_F(LateAnswer, AWaitThatTheClockPassesInOneLeapIsOver)
+{
+    static int s_asked;
+    s_asked = 0;
+    const auto leap = [](const unsigned char *, uint32_t)
+    {
+        g_laterMs = uint64_t{1} << 32;
+        if (++s_asked == 1000)
+            COMM_cancle();
+        return 0;
+    };
+    unsigned char answer[8];
+    EXPECT_EQ(COMM_Read(&host.device, answer, sizeof answer, 0xFFFFFFFF, leap), -62);
+}
+
 // ---- A second thread ----
 
 TEST_F(LateAnswer, ACommandBesideAnotherOneLeavesItItsAnswer)
