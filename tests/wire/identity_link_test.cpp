@@ -24,7 +24,7 @@ namespace
 {
 
 const uint32_t kEnoughMs = 5000;
-const uint32_t kShortMs = 30;
+const uint32_t kShortMs = 200; // time for a reader on a busy machine
 
 const int kAll = -99;
 int s_written = kAll; // what a write of the serial line comes to; kAll: everything goes out
