@@ -5,6 +5,7 @@
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <mutex>
 #include <thread>
 
 #include "host/counter.h"
@@ -28,12 +29,21 @@ const char kForeignRest[] = "|19500101||USA110195001011|1500|20170616|20270615";
 // The answer to a command is on its way: now is the moment.
 struct Moment
 {
-    std::string command;           // as the trace names it
-    std::function<void()> happens; // once
+    std::mutex lock; // the reader's thread looks, the test's awaits
+    std::string command;
+    std::function<void()> happens;
     bool isNear = false;
 
+    // Once; the command as the trace names it.
+    void Await(const char *awaited, const std::function<void()> &thenHappens)
+    {
+        const std::lock_guard<std::mutex> guard(lock);
+        command = awaited;
+        happens = thenHappens;
+    }
     void Look(const std::string &line)
     {
+        const std::lock_guard<std::mutex> guard(lock);
         if (line.find("host   -> reader") != std::string::npos)
             isNear = !command.empty() && line.find(command) != std::string::npos;
         else if (isNear && line.find("reader -> host") != std::string::npos)
@@ -217,8 +227,7 @@ TEST(IdentityRound, ACardTakenAwayAtAnyMomentIsMissed)
         Moment moment;
         Counter counter("identity-cards", ShippedConfig(), "",
                         [&](const std::string &line) { moment.Look(line); });
-        moment.happens = [&] { counter.Control("remove identity"); };
-        moment.command = command;
+        moment.Await(command, [&] { counter.Control("remove identity"); });
         const IdentityResult read = counter.Read(IdentityCall::kPlain, nullptr, 5);
         EXPECT_EQ(read.result, -3001) << command;
         EXPECT_EQ(read.bytes, "") << command;

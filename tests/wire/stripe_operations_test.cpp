@@ -19,7 +19,7 @@ namespace
 #define END "?\x1C"
 
 const uint32_t kEnoughMs = 5000;
-const uint32_t kShortMs = 30;
+const uint32_t kShortMs = 200; // time for a reader on a busy machine
 
 struct Tracks
 {
