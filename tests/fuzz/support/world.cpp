@@ -141,7 +141,7 @@ int Read(unsigned char *buffer, int capacity)
         line.silenceMs = std::min<uint64_t>(line.silenceMs * 2, 1U << 31);
         return 0;
     }
-    std::memcpy(buffer, line.answer.data() + line.said, count);
+    std::copy_n(line.answer.begin() + static_cast<long>(line.said), count, buffer);
     line.said += count;
     return static_cast<int>(count);
 }
