@@ -21,6 +21,10 @@ const uint64_t kLongestMs = 700;
 // A reader that was silent for so long has nothing more to say.
 const uint64_t kSettledMs = 10000;
 
+// The clock of file times goes by ticks of 10 ms at most. A pseudo-terminal that is younger cannot be
+// told from one that was made anew within the same tick.
+const int64_t kYoungNs = 20000000;
+
 // A terminal that was made anew under the same name, as when an adapter is plugged in again, is
 // another line, and so is a USB device that was plugged in again.
 struct LineIdentity
@@ -38,7 +42,26 @@ struct Line
     uint32_t answersOwed;
     bool unlikelyOwed; // one more, until the next command
     uint64_t lastCommand;
+    int64_t expectedAt; // since when an answer is owed, by the clock of file times
 } s_line;
+
+int64_t Nanoseconds(const timespec &time)
+{
+    return time.tv_sec * INT64_C(1000000000) + time.tv_nsec;
+}
+
+int64_t Now(clockid_t clock)
+{
+    timespec now = {};
+    clock_gettime(clock, &now);
+    return Nanoseconds(now);
+}
+
+// The coarse clock: nothing here is about milliseconds.
+uint64_t Milliseconds()
+{
+    return static_cast<uint64_t>(Now(CLOCK_MONOTONIC_COARSE) / 1000000);
+}
 
 LineIdentity IdentityOf(const DEVCONTEXT *deviceContext)
 {
@@ -49,7 +72,7 @@ LineIdentity IdentityOf(const DEVCONTEXT *deviceContext)
     else if (fstat(*static_cast<const int32_t *>(deviceContext->device), &terminal) == 0)
     {
         identity.terminal = terminal.st_rdev;
-        identity.madeAt = terminal.st_ctim.tv_sec * INT64_C(1000000000) + terminal.st_ctim.tv_nsec;
+        identity.madeAt = Nanoseconds(terminal.st_ctim);
     }
     return identity;
 }
@@ -60,12 +83,10 @@ bool IsSame(const LineIdentity &one, const LineIdentity &other)
            one.madeAt == other.madeAt && strcmp(one.usbPath, other.usbPath) == 0;
 }
 
-// The coarse clock: nothing here is about milliseconds.
-uint64_t Milliseconds()
+bool IsLineOf(const LineIdentity &identity)
 {
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1000000;
+    const bool isYoung = identity.terminal != 0 && s_line.expectedAt - identity.madeAt < kYoungNs;
+    return IsSame(identity, s_line.identity) && !isYoung;
 }
 
 // The open device, when it owes an answer.
@@ -107,6 +128,7 @@ void ExpectLateAnswer(const DEVCONTEXT *deviceContext, LateAnswer lateAnswer)
     else
         s_line.unlikelyOwed = true;
     s_line.lastCommand = Milliseconds();
+    s_line.expectedAt = Now(CLOCK_REALTIME_COARSE);
 }
 
 int DropLateAnswer(const DEVCONTEXT *deviceContext)
@@ -134,7 +156,7 @@ void WatchForLateAnswers(const DEVCONTEXT *deviceContext)
 {
     const ContextGuard guard(s_contextLock);
     const LineIdentity identity = IdentityOf(deviceContext);
-    if (!IsSame(identity, s_line.identity))
-        s_line = {nullptr, identity, 0, false, 0};
+    if (!IsLineOf(identity))
+        s_line = {nullptr, identity, 0, false, 0, 0};
     s_line.device = deviceContext->device;
 }

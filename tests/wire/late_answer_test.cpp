@@ -239,7 +239,7 @@ TEST_F(LateAnswer, AnAnswerThatBelongsToAnotherLinkCountsAsNone)
 
 TEST_F(LateAnswer, ItIsDroppedAlsoWhenTheLineWasClosedMeanwhile)
 {
-    EXPECT_EQ(Ask(5), "-74");
+    EXPECT_EQ(Ask(50), "-74");
     EXPECT_EQ(COMM_Close(&host.device), 0);
     EXPECT_EQ(COMM_Open(&host.device), 0);
     Arrives(kFirst);
@@ -255,6 +255,31 @@ TEST_F(LateAnswer, AnotherLineOwesNothing)
     EXPECT_EQ(COMM_Open(&host.device), 0);
     other.Write({kFirst.begin(), kFirst.end()});
     EXPECT_EQ(Ask(), "first");
+}
+
+// Its number is given again at once, and its times may be those of the one before.
+TEST_F(LateAnswer, APseudoTerminalThatWasMadeAnewOwesNothing)
+{
+    COMM_Close(&host.device);
+    for (int round = 0; round < 50; round++)
+    {
+        {
+            PtyLine before;
+            GSetComName(3, before.name.c_str());
+            ASSERT_EQ(COMM_Open(&host.device), 0);
+            before.Write({0x02, '0', '0', '0', '1', '0', '0', '0', '0', '0', '0', 0x03}); // Union_
+            EXPECT_EQ(Ask(), "-74");
+            COMM_Close(&host.device);
+        }
+        PtyLine anew;
+        GSetComName(3, anew.name.c_str());
+        ASSERT_EQ(COMM_Open(&host.device), 0);
+        anew.Write({kFirst.begin(), kFirst.end()});
+        ASSERT_EQ(Ask(1000), "first") << round;
+        COMM_Close(&host.device);
+    }
+    GSetComName(3, line.name.c_str());
+    EXPECT_EQ(COMM_Open(&host.device), 0);
 }
 
 TEST_F(LateAnswer, ALineThatWasLeftAloneForTenSecondsOwesNothing)
