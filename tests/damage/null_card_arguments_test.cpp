@@ -220,6 +220,7 @@ TEST(NullCardArguments, OfTheCommandsToACard)
         ROW(-99, PBOC_SelectPSE(&context, 0, pse, 14, nullptr, &g_signed)),
         ROW(-99, PBOC_SelectPSE(&context, 0, pse, 14, g_bytes, nullptr)),
         ROW(0, PBOC_GetAID(&context, 0, nullptr, 1, g_bytes, &g_signed)),
+        ROW(0, PBOC_GetAID(&context, 0, nullptr, 0, g_bytes, &g_signed)),
         ROW(0, PBOC_GetAID(&context, 0, one, 1, nullptr, &g_signed)),
         ROW(0, PBOC_GetAID(&context, 0, one, 1, g_bytes, nullptr)),
         ROW(-99, PBOC_SelectAID(&context, 0, nullptr, 14, g_bytes, &g_signed)),
