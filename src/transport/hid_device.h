@@ -14,7 +14,7 @@ namespace hid_channel
 {
 
 constexpr int kReportQueueCapacity = 30;
-constexpr int kForgottenKept = 8; // retired records of device contexts
+constexpr int kForgottenKept = 8;                 // retired records of device contexts
 constexpr unsigned kTransferTimeoutMs = 1000;     // a report or a control request to the device
 constexpr unsigned kReadTransferTimeoutMs = 5000; // one turn of the read thread
 constexpr size_t kPathSize = sizeof "0001:0002:00";
