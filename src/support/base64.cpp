@@ -71,10 +71,23 @@ inline uint32_t Bits(const unsigned char *bytes)
     return uint32_t{bytes[0]} << 16 | uint32_t{bytes[1]} << 8 | bytes[2];
 }
 
+// Assigned, not copied: a checked copy works out anew each time how much room is left, which costs
+// ten times the group.
+template <typename Value>
+inline void Store(const Value &value, void *place)
+{
+    struct Bytes
+    {
+        unsigned char bytes[sizeof(Value)];
+    } bytes;
+    memcpy(&bytes, &value, sizeof bytes);
+    *static_cast<Bytes *>(place) = bytes;
+}
+
 inline void WriteGroup(uint32_t bits, char *text)
 {
-    memcpy(text, kPairs[bits >> 12].characters, 2);
-    memcpy(text + 2, kPairs[bits & 0xFFF].characters, 2);
+    Store(kPairs[bits >> 12], text);
+    Store(kPairs[bits & 0xFFF], text + 2);
 }
 
 inline uint32_t Part(size_t place, unsigned char character)
@@ -110,16 +123,14 @@ inline uint32_t DecodeLoadedGroup(const unsigned char *text)
 // Three bytes, and a zero byte that the next group or the end of the data takes over.
 inline void StoreGroup(uint32_t group, unsigned char *bytes)
 {
-    group = htole32(group);
-    memcpy(bytes, &group, sizeof group);
+    Store(htole32(group), bytes);
 }
 
 // Six bytes, and two zero bytes. One group of each kind: so loads and shifts are busy alike.
 inline void DecodePair(const unsigned char *text, unsigned char *bytes)
 {
     const uint64_t second = DecodeLoadedGroup(text + 4);
-    const uint64_t pair = htole64(DecodeGroup(text) | second << 24);
-    memcpy(bytes, &pair, sizeof pair);
+    Store(htole64(DecodeGroup(text) | second << 24), bytes);
 }
 
 size_t PaddingOf(const char *text, size_t length)
